@@ -1,0 +1,42 @@
+# Flags that every target of the project is built with, and the two functions that make a library of it.
+
+add_library(qen_flags INTERFACE)
+target_compile_features(qen_flags INTERFACE cxx_std_20)
+target_compile_definitions(qen_flags INTERFACE _FILE_OFFSET_BITS=64)
+target_compile_options(qen_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wcast-qual -Wformat=2 -Wundef -Werror
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi>)
+if(QEN_SANITIZE)
+  target_compile_options(qen_flags INTERFACE -fsanitize=${QEN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(qen_flags INTERFACE -fsanitize=${QEN_SANITIZE})
+endif()
+if(QEN_COVERAGE)
+  target_compile_options(qen_flags INTERFACE --coverage -fprofile-update=atomic -g)
+  target_link_options(qen_flags INTERFACE --coverage)
+endif()
+# The loader runs the resolvers of vector clones before the thread sanitizer's runtime is up, and counters of clones mislead.
+if(QEN_SANITIZE MATCHES "thread" OR QEN_COVERAGE)
+  target_compile_definitions(qen_flags INTERFACE QEN_NO_VECTOR_CLONES)
+endif()
+
+# qen_add_library(NAME OUTPUT LINK...): the sources of NAME_objects as lib<OUTPUT>.so and, for tests of internal units, as the
+# static NAME_static. The version script NAME.map lies beside the caller's CMakeLists.txt.
+function(qen_add_library name output)
+  set_target_properties(${name}_objects PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+  add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
+  set_target_properties(${name} PROPERTIES
+    OUTPUT_NAME ${output} LINKER_LANGUAGE CXX
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
+  set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE CXX)
+  target_link_options(${name} PRIVATE
+    LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${name}.map LINKER:--no-undefined-version)
+  if(NOT QEN_SANITIZE)
+    target_link_options(${name} PRIVATE LINKER:--no-undefined)
+  endif()
+  target_link_libraries(${name} PRIVATE qen_flags)
+  target_link_libraries(${name}_static PRIVATE qen_flags)
+endfunction()

@@ -1,0 +1,1 @@
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const*, unsigned long) { return 0; }

@@ -1,0 +1,881 @@
+#include "signalprocessing/io/file/InternalTimeSignal.h"
+
+#include "platform/Compression.h"
+#include "platform/MessageLogger.h"
+#include "platform/Organisation.h"
+#include "signalprocessing/io/file/Checksum.h"
+#include "signalprocessing/io/file/SampleKernels.h"
+#include "signalprocessing/io/file/SampleTypes.h"
+#include "signalprocessing/io/file/Synchronizer.h"
+#include "signalprocessing/typeconverter/TypeConverter.h"
+#include "utilities/exception/ExceptionFactory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <tuple>
+#include <utility>
+
+namespace
+{
+constexpr char const kSourceUnit[] = "InternalTimeSignal.cpp";
+constexpr char const kConversionSourceUnit[] = "InternalTimeSignal.h";
+constexpr unsigned long long kMaxSampleBytes = 2147483647;
+constexpr unsigned short kHeaderVersion = 2;
+
+/// What lives from load to unload of the library.
+struct ProcessState
+{
+  MessageLogger* logger = MessageLogger::getLogger(std::string(Organisation::kLoggerPrefix) +
+                                                   ".velmora.libs.signalprocessing.io.file.time_signal");
+  Synchronizer::Mutex mutex;
+};
+// Before other static objects of a program that links the library statically: they may be time signals.
+[[gnu::init_priority(200)]] ProcessState processState;
+
+TimeSignalException unknownDataType(sample_datatype32_t type, char const* sourceUnit = kSourceUnit)
+{
+  return ExceptionFactory(sourceUnit, __LINE__)
+      .createException<TimeSignalException>("Unknown data type: %ld!", static_cast<long>(type));
+}
+
+TimeSignalException unknownCompression(compression32_t method)
+{
+  return ExceptionFactory(kSourceUnit, __LINE__)
+      .createException<TimeSignalException>("Unknown compression: %ld!", static_cast<long>(method));
+}
+
+// The two range checks compare signed numbers from above only, so that values with the top bit set pass.
+void requireSignalType(signal32_t type)
+{
+  if (type == 0 || type > order_analysis)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Unknown signal type: %ld!", static_cast<long>(type));
+}
+
+void requireSampleType(sample_datatype32_t type)
+{
+  if (type == 0 || type > data_uint64_t)
+    throw unknownDataType(type);
+}
+
+void requireJobData(Uuid const& jobDataUuid)
+{
+  if (jobDataUuid.IsNull())
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Missing UUID for job data entry in database!");
+}
+
+/// Bytes of sampleCount uncompressed samples, when there are not too many.
+unsigned long long requireSampleBytes(sample_datatype32_t type, unsigned long long sampleCount)
+{
+  unsigned long long const size = InternalTimeSignal::GetDataTypeSize(type);
+  if (sampleCount > kMaxSampleBytes / size)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Support for more than 2^31 samples not implemented!");
+  return sampleCount * size;
+}
+
+unsigned short headerChecksum(timesignal_bin_t const& record)
+{
+  return Checksum::Compute(&record, offsetof(timesignal_bin_t, HeaderChecksum));
+}
+
+/// A record from elsewhere, checked in the order in which its faults are reported.
+void requireValid(timesignal_bin_t const& record, Uuid const& jobDataUuid)
+{
+  if (record.BinaryHeaderVersion != kHeaderVersion)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Wrong version of header block: %u!",
+                                              static_cast<unsigned>(record.BinaryHeaderVersion));
+  if (record.HeaderSize != kTimeSignalHeaderSize)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Wrong size of header block: %u!",
+                                              static_cast<unsigned>(record.HeaderSize));
+  requireSignalType(record.SignalType);
+  requireSampleType(record.SampleType);
+  if (record.Samples == nullptr && record.DataArrayByteCount != 0)
+    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Sample array missing!");
+  if (record.Compression != no_compression && record.Compression != zlib && record.Compression != gzip)
+    throw unknownCompression(record.Compression);
+  if (record.HeaderChecksum != headerChecksum(record))
+    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in header!");
+  if (record.DataChecksum != InternalTimeSignal::CalcChecksum(record.Samples, record.DataArrayByteCount))
+    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in samples!");
+  requireJobData(jobDataUuid);
+  requireSampleBytes(record.SampleType, record.SampleCount);
+}
+
+/// A size that the address space may not have.
+std::size_t memorySize(unsigned long long byteCount)
+{
+  if (byteCount > static_cast<unsigned long long>(std::numeric_limits<std::ptrdiff_t>::max()))
+    throw std::bad_alloc();
+  return static_cast<std::size_t>(byteCount);
+}
+
+std::unique_ptr<unsigned char[]> makeArray(unsigned long long byteCount)
+{
+  return std::make_unique_for_overwrite<unsigned char[]>(memorySize(byteCount));
+}
+
+void copyUuid(unsigned char (&destination)[16], unsigned char const* source)
+{
+  std::memcpy(destination, source, sizeof destination);
+}
+
+bool isZero(std::span<unsigned char const> bytes)
+{
+  return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte == 0; });
+}
+
+/// Whether two blocks are equal when the shorter one is continued by zeros.
+bool equalWhenPadded(std::span<unsigned char const> a, std::span<unsigned char const> b)
+{
+  std::size_t const common = std::min(a.size(), b.size());
+  return std::equal(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(common), b.begin()) &&
+         isZero(a.subspan(common)) && isZero(b.subspan(common));
+}
+
+bool hasSameHeader(timesignal_bin_t const& a, timesignal_bin_t const& b)
+{
+  auto const fields = [](timesignal_bin_t const& record)
+  {
+    return std::tie(record.BinaryHeaderVersion, record.HeaderSize, record.SignalType, record.DeltaX,
+                    record.ScalingFactor, record.Offset, record.TimeStamp, record.Compression, record.SampleType,
+                    record.SampleCount, record.DataArrayByteCount, record.DataChecksum, record.HeaderChecksum);
+  };
+  return fields(a) == fields(b) && std::ranges::equal(a.MeasurementConfigUuid, b.MeasurementConfigUuid) &&
+         std::ranges::equal(a.MeasurementUuid, b.MeasurementUuid) && std::ranges::equal(a.UnitUuid, b.UnitUuid);
+}
+
+bool isSame(InternalTimeSignal::TriggerParameters const& a, InternalTimeSignal::TriggerParameters const& b)
+{
+  return a.TriggerUuid == b.TriggerUuid && a.TripValue == b.TripValue && a.UnitUuid == b.UnitUuid &&
+         a.UnitString == b.UnitString;
+}
+
+bool isSame(InternalTimeSignal::ValidatorParameters const& a, InternalTimeSignal::ValidatorParameters const& b)
+{
+  return a.ValidatorUuid == b.ValidatorUuid && a.AverageValue == b.AverageValue && a.UnitUuid == b.UnitUuid &&
+         a.UnitString == b.UnitString;
+}
+
+// The speed describes the machine, not the signal.
+bool isSame(InternalTimeSignal::CharValParameters const& a, InternalTimeSignal::CharValParameters const& b)
+{
+  return a.CharValUuid == b.CharValUuid && a.Value == b.Value && a.UnitUuid == b.UnitUuid &&
+         a.UnitString == b.UnitString;
+}
+
+template <class Parameters>
+bool isSameList(std::vector<Parameters> const& a, std::vector<Parameters> const& b)
+{
+  return std::ranges::equal(a, b, [](Parameters const& x, Parameters const& y) { return isSame(x, y); });
+}
+
+/// The condition of changes that a shared signal never goes through in place.
+bool always(InternalTimeSignal const&) { return true; }
+
+bool isDeflate(compression32_t method) { return method == zlib || method == gzip; }
+
+std::unique_ptr<Compression> makeCompression(compression32_t method)
+{
+  constexpr int kDefaultLevel = -1;
+  if (method == zlib)
+    return std::make_unique<CompressionZLib>(kDefaultLevel);
+  return std::make_unique<CompressionGZip>(kDefaultLevel);
+}
+
+/// A deflate stream cannot grow by more than this, so a header that announces more is wrong and gets no memory.
+void requirePlausibleSize(sample_datatype32_t type, unsigned long long sampleCount, std::size_t streamSize)
+{
+  constexpr unsigned long long kMaxExpansion = 1032;
+  constexpr unsigned long long kContainerBytes = 64;
+  unsigned long long const limit = kMaxExpansion * streamSize + kContainerBytes;
+  if (sampleCount > limit / InternalTimeSignal::GetDataTypeSize(type))
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<CompressionException>("Stream of %lu bytes cannot hold %lu samples!",
+                                               static_cast<unsigned long>(streamSize),
+                                               static_cast<unsigned long>(sampleCount));
+}
+
+/// The common power of two of a block of 16-bit numbers.
+struct BlockScale
+{
+  unsigned bits;
+  bool shrinks;
+  float scale;
+};
+
+// As a signed 32-bit number, in which 2^31 is negative and higher powers vanish: readers of the scale rely on it.
+int powerOfTwo(unsigned exponent) { return exponent < 32 ? static_cast<int>(1U << exponent) : 0; }
+
+BlockScale chooseBlockScale(double peak)
+{
+  constexpr double kLargest = 32767.0;
+  constexpr unsigned kSearchEnd = 64;
+  auto const power = [](unsigned exponent) { return static_cast<double>(1ULL << exponent); };
+  if (peak == 0.0)
+    return {0, false, 1.0F};
+  unsigned exponent = 1;
+  if (peak > kLargest)
+  {
+    while (exponent < kSearchEnd && power(exponent) < peak / kLargest)
+      ++exponent;
+    return {exponent, true, static_cast<float>(powerOfTwo(exponent))};
+  }
+  while (exponent < kSearchEnd && power(exponent) <= kLargest / peak)
+    ++exponent;
+  --exponent;
+  return {exponent, false, static_cast<float>(1.0 / static_cast<double>(powerOfTwo(exponent)))};
+}
+
+template <class T>
+void writeFractions(std::span<T const> samples, BlockScale const& block, short* output)
+{
+  if constexpr (std::is_floating_point_v<T>)
+    SampleKernels::Quantise(samples, static_cast<T>(block.scale), output);
+  else if (block.shrinks)
+    SampleKernels::ShiftRight(samples, block.bits, output);
+  else
+    SampleKernels::ShiftLeft(samples, block.bits, output);
+}
+
+/// Number of samples that a readout of at most `count` gives; a negative count asks for all.
+unsigned long long limitedCount(unsigned long long sampleCount, int count)
+{
+  return count < 0 ? sampleCount : std::min(sampleCount, static_cast<unsigned long long>(count));
+}
+
+template <class T>
+std::unique_ptr<std::vector<T>> makeVector(unsigned long long size)
+{
+  if (size > std::vector<T>().max_size())
+    throw std::bad_alloc();
+  return std::make_unique<std::vector<T>>(static_cast<std::size_t>(size));
+}
+
+/// Rounds the mean of integer samples away from zero in the direction in which they lie, as T holds it.
+template <class T>
+T roundToSample(double mean, double half)
+{
+  if constexpr (sizeof(T) == sizeof(long long))
+    return SampleKernels::SaturateToInt64(mean + half);
+  else
+    return static_cast<T>(SampleKernels::SaturateToInt32(mean + half));
+}
+
+/// The offset that centres samples on zero and keeps every one of them in the range of T.
+template <class T, class Acc>
+T chooseOffset(SampleKernels::Summary<T, Acc> const& summary, unsigned long long sampleCount)
+{
+  constexpr T kSmallest = std::numeric_limits<T>::min();
+  constexpr T kLargest = std::numeric_limits<T>::max();
+  double const mean = static_cast<double>(summary.Sum) / static_cast<double>(sampleCount);
+  if (!(summary.Sum > 0))
+  {
+    auto const lowest = static_cast<T>(summary.Largest - kLargest);
+    return std::max(roundToSample<T>(mean, -0.5), lowest);
+  }
+  // Without negative samples every offset is good; -1 instead of 0 gives that and does not overflow.
+  auto const highest = static_cast<T>(std::min(summary.Smallest, static_cast<T>(-1)) - kSmallest);
+  return std::min(roundToSample<T>(mean, 0.5), highest);
+}
+} // namespace
+
+InternalTimeSignal::InternalTimeSignal() : record_{}
+{
+  record_.BinaryHeaderVersion = kHeaderVersion;
+  record_.HeaderSize = kTimeSignalHeaderSize;
+  record_.SignalType = raw_time_signal;
+  record_.SampleType = data_int8_t;
+  record_.Compression = no_compression;
+  record_.HeaderChecksum = CalcHeaderChecksum();
+}
+
+InternalTimeSignal::InternalTimeSignal(timesignal_bin_t const& record, std::string const& unitString,
+                                       Uuid const& jobDataUuid)
+  : record_{}, unitString_(unitString), jobDataUuid_(jobDataUuid)
+{
+  requireValid(record, jobDataUuid);
+  std::unique_ptr<unsigned char[]> samples;
+  if (record.DataArrayByteCount != 0)
+  {
+    samples = makeArray(record.DataArrayByteCount);
+    std::memcpy(samples.get(), record.Samples, memorySize(record.DataArrayByteCount));
+  }
+  record_ = record;
+  record_.Samples = nullptr;
+  if (samples)
+    installSamples(std::move(samples), memorySize(record.DataArrayByteCount));
+}
+
+InternalTimeSignal::InternalTimeSignal(signal32_t signalType, Uuid const& measurementConfigUuid,
+                                       Uuid const& measurementUuid, double deltaX, double scalingFactor, double offset,
+                                       long long timeStamp, Uuid const& unitUuid, std::string const& unitString,
+                                       sample_datatype32_t sampleType, unsigned long long sampleCount,
+                                       void const* samples, Uuid const& jobDataUuid)
+  : record_{}, unitString_(unitString), jobDataUuid_(jobDataUuid)
+{
+  Init(signalType, measurementConfigUuid.GetPlainUuid(), measurementUuid.GetPlainUuid(), deltaX, scalingFactor, offset,
+       timeStamp, unitUuid.GetPlainUuid(), sampleType, sampleCount, GetDataTypeSize(sampleType) * sampleCount, samples);
+}
+
+InternalTimeSignal::InternalTimeSignal(InternalTimeSignal const& other)
+  : record_(other.record_), unitString_(other.unitString_), validators_(other.validators_), trigger_(other.trigger_),
+    charVals_(other.charVals_), jobDataUuid_(other.jobDataUuid_)
+{
+  record_.Samples = nullptr;
+  if (other.record_.Samples == nullptr)
+    return;
+  std::span<unsigned char const> const stored = other.GetStoredSamples();
+  auto samples = makeArray(stored.size());
+  std::ranges::copy(stored, samples.get());
+  installSamples(std::move(samples), stored.size());
+}
+
+InternalTimeSignal::~InternalTimeSignal() { delete[] record_.Samples; }
+
+void InternalTimeSignal::Init(signal32_t signalType, unsigned char const* measurementConfigUuid,
+                              unsigned char const* measurementUuid, double deltaX, double scalingFactor, double offset,
+                              long long timeStamp, unsigned char const* unitUuid, sample_datatype32_t sampleType,
+                              unsigned long long sampleCount, unsigned long long byteCount, void const* samples)
+{
+  requireSignalType(signalType);
+  requireSampleType(sampleType);
+  requireJobData(jobDataUuid_);
+  trigger_.TriggerUuid.ClearUuid();
+  trigger_.TripValue = 0;
+  requireSampleBytes(sampleType, sampleCount);
+
+  // Built aside, because the arguments may point into the record that is replaced.
+  timesignal_bin_t record{};
+  record.BinaryHeaderVersion = kHeaderVersion;
+  record.HeaderSize = kTimeSignalHeaderSize;
+  record.SignalType = signalType;
+  copyUuid(record.MeasurementConfigUuid, measurementConfigUuid);
+  copyUuid(record.MeasurementUuid, measurementUuid);
+  record.DeltaX = deltaX;
+  record.ScalingFactor = scalingFactor;
+  record.Offset = offset;
+  record.TimeStamp = timeStamp;
+  copyUuid(record.UnitUuid, unitUuid);
+  record.Compression = no_compression;
+  record.SampleType = sampleType;
+  record.SampleCount = sampleCount;
+  record.DataArrayByteCount = byteCount;
+  std::unique_ptr<unsigned char[]> copy;
+  if (byteCount != 0)
+  {
+    copy = makeArray(byteCount);
+    if (samples != nullptr)
+      record.DataChecksum = Checksum::Copy(copy.get(), samples, memorySize(byteCount));
+    else
+      std::fill_n(copy.get(), memorySize(byteCount), static_cast<unsigned char>(0));
+  }
+  record.HeaderChecksum = headerChecksum(record);
+
+  installSamples(std::move(copy), memorySize(byteCount));
+  record.Samples = record_.Samples;
+  record_ = record;
+}
+
+timesignal_bin_t* InternalTimeSignal::GetHeader() { return &record_; }
+
+timesignal_bin_t const* InternalTimeSignal::GetHeader() const { return &record_; }
+
+unsigned char* InternalTimeSignal::GetSamplesPointer() const { return record_.Samples; }
+
+std::span<unsigned char const> InternalTimeSignal::GetStoredSamples() const
+{
+  if (record_.Samples == nullptr)
+    return {};
+  std::size_t const length =
+      record_.Samples == installedSamples_ ? installedByteCount_ : std::numeric_limits<std::size_t>::max();
+  return {record_.Samples, static_cast<std::size_t>(std::min<unsigned long long>(length, record_.DataArrayByteCount))};
+}
+
+std::string const& InternalTimeSignal::GetUnitString() const { return unitString_; }
+
+Uuid const& InternalTimeSignal::GetJobDataUuid() const { return jobDataUuid_; }
+
+std::vector<InternalTimeSignal::ValidatorParameters> const& InternalTimeSignal::GetValidators() const
+{
+  return validators_;
+}
+
+InternalTimeSignal::TriggerParameters const& InternalTimeSignal::GetTrigger() const { return trigger_; }
+
+std::vector<InternalTimeSignal::CharValParameters> const& InternalTimeSignal::GetCharVals() const { return charVals_; }
+
+Uuid& InternalTimeSignal::GetSignalUnit(Uuid& unit) const
+{
+  unit.SetPlainUuid(record_.UnitUuid);
+  return unit;
+}
+
+unsigned int InternalTimeSignal::GetReferenceCounter() const
+{
+  Synchronizer const lock(processState.mutex);
+  return referenceCounter_;
+}
+
+void InternalTimeSignal::AddTrigger(Uuid const& triggerUuid, double tripValue, Uuid const& unitUuid,
+                                    std::string const& unitString)
+{
+  trigger_ = TriggerParameters{triggerUuid, tripValue, unitUuid, unitString};
+}
+
+void InternalTimeSignal::AddValidator(Uuid const& validatorUuid, double averageValue, Uuid const& unitUuid,
+                                      std::string const& unitString)
+{
+  validators_.push_back({validatorUuid, averageValue, unitUuid, unitString});
+}
+
+void InternalTimeSignal::AddCharacteristicValue(Uuid const& charValUuid, double value, Uuid const& unitUuid,
+                                                std::string unitString, float speed)
+{
+  charVals_.push_back({charValUuid, value, unitUuid, std::move(unitString), speed});
+}
+
+void InternalTimeSignal::RemoveAllSamples()
+{
+  installSamples(nullptr, 0);
+  record_.SampleCount = 0;
+  record_.DataArrayByteCount = 0;
+  record_.DataChecksum = 0;
+  record_.HeaderChecksum = CalcHeaderChecksum();
+}
+
+void InternalTimeSignal::RecalculateSamplesChecksum() { updateChecksums(); }
+
+unsigned short InternalTimeSignal::CalcHeaderChecksum() const { return headerChecksum(record_); }
+
+unsigned short InternalTimeSignal::CalcDataChecksum() const
+{
+  if (record_.Samples == nullptr)
+    return CalcChecksum(nullptr, record_.DataArrayByteCount);
+  // Zeros that a short array lacks would not change the sum.
+  std::span<unsigned char const> const stored = GetStoredSamples();
+  return CalcChecksum(stored.data(), stored.size());
+}
+
+bool InternalTimeSignal::GetChecksumStatus() const
+{
+  return record_.DataChecksum == CalcDataChecksum() && record_.HeaderChecksum == CalcHeaderChecksum();
+}
+
+bool InternalTimeSignal::operator!=(InternalTimeSignal const& other) const { return !(*this == other); }
+
+bool InternalTimeSignal::operator==(InternalTimeSignal const& other) const
+{
+  return hasSameHeader(record_, other.record_) && hasSameSamples(other) && unitString_ == other.unitString_ &&
+         isSameList(validators_, other.validators_) && isSame(trigger_, other.trigger_) &&
+         isSameList(charVals_, other.charVals_) && jobDataUuid_ == other.jobDataUuid_;
+}
+
+bool InternalTimeSignal::hasSameSamples(InternalTimeSignal const& other) const
+{
+  if (record_.DataArrayByteCount == 0)
+    return true;
+  bool const isHere = record_.Samples != nullptr;
+  bool const isThere = other.record_.Samples != nullptr;
+  if (isHere && isThere)
+    return equalWhenPadded(GetStoredSamples(), other.GetStoredSamples());
+  if (processState.logger->isEnabled(log4cpp::Priority::WARN))
+    LogObject(processState.logger, log4cpp::Priority::WARN, kSourceUnit, __LINE__)("Sample array missing!");
+  return isHere == isThere;
+}
+
+void InternalTimeSignal::requireUncompressed() const
+{
+  if (record_.Compression != no_compression)
+    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Cannot modify compress data!");
+}
+
+void InternalTimeSignal::installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount)
+{
+  delete[] record_.Samples;
+  record_.Samples = samples.release();
+  installedSamples_ = record_.Samples;
+  installedByteCount_ = byteCount;
+}
+
+void InternalTimeSignal::updateChecksums()
+{
+  record_.DataChecksum = CalcDataChecksum();
+  record_.HeaderChecksum = CalcHeaderChecksum();
+}
+
+void InternalTimeSignal::Compress(compression32_t method)
+{
+  if (method == record_.Compression)
+    return;
+  if (method == no_compression)
+    return Uncompress();
+  if (!isDeflate(method))
+    throw unknownCompression(method);
+  Uncompress();
+  if (record_.DataArrayByteCount != 0)
+  {
+    auto const byteCount = static_cast<unsigned int>(record_.DataArrayByteCount);
+    std::span<unsigned char const> source = GetStoredSamples();
+    std::vector<unsigned char> padded;
+    if (source.size() < byteCount)
+    {
+      padded.resize(byteCount);
+      std::ranges::copy(source, padded.begin());
+      source = padded;
+    }
+    int streamSize = 0;
+    std::unique_ptr<unsigned char[]> stream(makeCompression(method)->compress(byteCount, source.data(), streamSize));
+    installSamples(std::move(stream), static_cast<std::size_t>(streamSize));
+    record_.DataArrayByteCount = static_cast<unsigned long long>(streamSize);
+  }
+  record_.Compression = method;
+  updateChecksums();
+}
+
+void InternalTimeSignal::Uncompress()
+{
+  if (record_.Compression == no_compression)
+    return;
+  if (!isDeflate(record_.Compression))
+    throw unknownCompression(record_.Compression);
+  if (record_.DataArrayByteCount != 0)
+  {
+    std::span<unsigned char const> const stream = GetStoredSamples();
+    requirePlausibleSize(record_.SampleType, record_.SampleCount, stream.size());
+    auto const byteCount = static_cast<unsigned int>(GetDataTypeSize(record_.SampleType) * record_.SampleCount);
+    auto samples = makeArray(byteCount);
+    makeCompression(record_.Compression)
+        ->uncompress(static_cast<unsigned int>(stream.size()), stream.data(), byteCount, samples.get());
+    installSamples(std::move(samples), byteCount);
+    record_.DataArrayByteCount = byteCount;
+  }
+  record_.Compression = no_compression;
+  updateChecksums();
+}
+
+void InternalTimeSignal::Convert(sample_datatype32_t target)
+{
+  requireUncompressed();
+  if (record_.SampleType == target)
+    return;
+  if (record_.DataArrayByteCount == 0)
+  {
+    record_.SampleType = target;
+    record_.HeaderChecksum = CalcHeaderChecksum();
+    return;
+  }
+  unsigned long long const byteCount = requireSampleBytes(target, record_.SampleCount);
+  auto converted = makeArray(byteCount);
+  unsigned short checksum = 0;
+  bool const isKnown =
+      VisitSampleType(record_.SampleType, [&]<class T>(std::type_identity<T>)
+                      { checksum = convertElements<T>(target, converted.get()); });
+  if (!isKnown)
+    throw unknownDataType(record_.SampleType);
+  installSamples(std::move(converted), memorySize(byteCount));
+  record_.DataArrayByteCount = byteCount;
+  record_.SampleType = target;
+  record_.DataChecksum = checksum;
+  record_.HeaderChecksum = CalcHeaderChecksum();
+}
+
+template <class T>
+void InternalTimeSignal::ConvertTo(sample_datatype32_t target, void* out)
+{
+  convertElements<T>(target, out);
+}
+
+template <class T>
+unsigned short InternalTimeSignal::convertElements(sample_datatype32_t target, void* out) const
+{
+  unsigned short checksum = 0;
+  auto const convert = [&]<class U>(std::type_identity<U>)
+  {
+    std::span<T const> const samples = storedElements<T>();
+    auto* const converted = static_cast<U*>(out);
+    // What is refused is refused before the first block, also when there is none.
+    TypeConverter::Convert<T, U>(converted == nullptr ? record_.SampleCount : 0, samples.data(), converted);
+    checksum = Checksum::WhileHot(converted, samples.size(),
+                                  [&](std::size_t first, std::size_t count)
+                                  { TypeConverter::Convert(count, samples.data() + first, converted + first); });
+    std::fill_n(converted + samples.size(), memorySize(record_.SampleCount - samples.size()), U(0));
+  };
+  if (!VisitSampleType(target, convert))
+    throw unknownDataType(target, kConversionSourceUnit);
+  return checksum;
+}
+
+template <class T>
+std::span<T const> InternalTimeSignal::storedElements() const
+{
+  std::span<unsigned char const> const stored = GetStoredSamples();
+  return {reinterpret_cast<T const*>(stored.data()),
+          static_cast<std::size_t>(std::min<unsigned long long>(record_.SampleCount, stored.size() / sizeof(T)))};
+}
+
+void InternalTimeSignal::ExtractOffset()
+{
+  requireUncompressed();
+  if (record_.DataArrayByteCount == 0)
+    return;
+  auto const extract = [this]<class T>(std::type_identity<T>)
+  {
+    // Refuses a missing array before anything changes.
+    if (record_.Samples == nullptr)
+      CalcDataChecksum();
+    if constexpr (std::is_same_v<T, signed char> || std::is_same_v<T, short>)
+      ComputeOffset<T, int>();
+    else if constexpr (std::is_same_v<T, int>)
+      ComputeOffset<T, long long>();
+    else if constexpr (std::is_same_v<T, long long>)
+      ComputeOffset<T, double>();
+    else if constexpr (std::is_floating_point_v<T>)
+      subtractMean<T>();
+  };
+  if (!VisitSampleType(record_.SampleType, extract))
+    throw unknownDataType(record_.SampleType);
+  updateChecksums();
+}
+
+template <class T, class Acc>
+void InternalTimeSignal::ComputeOffset()
+{
+  shiftElements(chooseOffset(SampleKernels::Summarise<T, Acc>(storedElements<T>()), record_.SampleCount));
+}
+
+template <class T>
+void InternalTimeSignal::subtractMean()
+{
+  double const mean = SampleKernels::SumInOrder(storedElements<T>()) / static_cast<double>(record_.SampleCount);
+  shiftElements(static_cast<T>(mean));
+}
+
+template <class T>
+void InternalTimeSignal::shiftElements(T offset)
+{
+  std::span<T const> const samples = storedElements<T>();
+  SampleKernels::Subtract(std::span<T>(reinterpret_cast<T*>(record_.Samples), samples.size()), offset);
+  record_.Offset -= static_cast<double>(offset);
+}
+
+std::vector<double>* InternalTimeSignal::SamplesToDouble(InternalTimeSignal& signal, int count)
+{
+  signal.Uncompress();
+  auto values = makeVector<double>(limitedCount(signal.record_.SampleCount, count));
+  SamplesToDouble(signal, *values);
+  return values.release();
+}
+
+unsigned long long InternalTimeSignal::SamplesToDouble(InternalTimeSignal& signal, std::span<double> values)
+{
+  signal.Uncompress();
+  timesignal_bin_t const& header = signal.record_;
+  auto const count = static_cast<std::size_t>(std::min<unsigned long long>(values.size(), header.SampleCount));
+  std::size_t filled = 0;
+  VisitSampleType(header.SampleType,
+                  [&]<class T>(std::type_identity<T>)
+                  {
+                    std::span<T const> const stored = signal.storedElements<T>();
+                    filled = std::min(count, stored.size());
+                    SampleKernels::PhysicalValues(stored.first(filled), header.Offset, header.ScalingFactor,
+                                                  values.data());
+                  });
+  std::ranges::fill(values.subspan(filled, count - filled), 0.0);
+  return count;
+}
+
+std::vector<short>* InternalTimeSignal::SamplesToFract(InternalTimeSignal& signal, float& scale, int count)
+{
+  signal.Uncompress();
+  auto values = makeVector<short>(limitedCount(signal.record_.SampleCount, count));
+  SamplesToFract(signal, scale, *values);
+  return values.release();
+}
+
+unsigned long long InternalTimeSignal::SamplesToFract(InternalTimeSignal& signal, float& scale,
+                                                      std::span<short> values)
+{
+  signal.Uncompress();
+  timesignal_bin_t const& header = signal.record_;
+  auto const count = static_cast<std::size_t>(std::min<unsigned long long>(values.size(), header.SampleCount));
+  std::size_t filled = 0;
+  scale = 1.0F;
+  VisitSampleType(header.SampleType,
+                  [&]<class T>(std::type_identity<T>)
+                  {
+                    std::span<T const> const stored = signal.storedElements<T>();
+                    BlockScale const block = chooseBlockScale(SampleKernels::Peak(stored));
+                    scale = block.scale;
+                    filled = std::min(count, stored.size());
+                    writeFractions(stored.first(filled), block, values.data());
+                  });
+  std::ranges::fill(values.subspan(filled, count - filled), short(0));
+  return count;
+}
+
+unsigned short InternalTimeSignal::CalcChecksum(void const* data, unsigned long long length)
+{
+  if (data == nullptr && length != 0)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Can't calculate checksum over NULL!");
+  return Checksum::Compute(data, static_cast<std::size_t>(length));
+}
+
+unsigned char InternalTimeSignal::GetDataTypeSize(sample_datatype32_t type)
+{
+  unsigned char size = 0;
+  if (!VisitSampleType(type, [&size]<class T>(std::type_identity<T>) { size = sizeof(T); }))
+    throw unknownDataType(type);
+  return size;
+}
+
+timesignal_bin_t* InternalTimeSignal::VectorToTimeSignalBin(std::vector<unsigned char> const& bytes)
+{
+  if (bytes.size() < kTimeSignalHeaderSize)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Time signal header incomplete: actual %lu, expected %lu!",
+                                              static_cast<unsigned long>(bytes.size()),
+                                              static_cast<unsigned long>(kTimeSignalHeaderSize));
+  auto record = std::make_unique<timesignal_bin_t>();
+  std::memcpy(record.get(), bytes.data(), kTimeSignalHeaderSize);
+  constexpr unsigned long long kMaxByteCount = std::numeric_limits<unsigned int>::max() - kTimeSignalHeaderSize;
+  std::size_t const actual = bytes.size() - kTimeSignalHeaderSize;
+  if (record->DataArrayByteCount > kMaxByteCount || record->DataArrayByteCount != actual)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TimeSignalException>("Wrong time signal data size: actual %lu, expected %lu!",
+                                              static_cast<unsigned long>(actual),
+                                              static_cast<unsigned long>(record->DataArrayByteCount));
+  requireSampleBytes(record->SampleType, record->SampleCount);
+  if (actual != 0)
+  {
+    auto samples = makeArray(actual);
+    std::memcpy(samples.get(), bytes.data() + kTimeSignalHeaderSize, actual);
+    record->Samples = samples.release();
+  }
+  return record.release();
+}
+
+std::vector<unsigned char>* InternalTimeSignal::TimeSignalBinToVector(timesignal_bin_t const& record)
+{
+  std::size_t const byteCount = memorySize(record.DataArrayByteCount);
+  std::size_t const size = memorySize(record.DataArrayByteCount + kTimeSignalHeaderSize);
+  auto bytes = std::make_unique<std::vector<unsigned char>>();
+  bytes->reserve(size);
+  auto const* const header = reinterpret_cast<unsigned char const*>(&record);
+  bytes->insert(bytes->end(), header, header + kTimeSignalHeaderSize);
+  if (record.Samples != nullptr)
+    bytes->insert(bytes->end(), record.Samples, record.Samples + byteCount);
+  else
+    bytes->resize(size);
+  return bytes.release();
+}
+
+InternalTimeSignal* InternalTimeSignal::CopyConstructor(InternalTimeSignal* signal)
+{
+  Synchronizer const lock(processState.mutex);
+  ++signal->referenceCounter_;
+  return signal;
+}
+
+void InternalTimeSignal::Delete(InternalTimeSignal* signal)
+{
+  Synchronizer const lock(processState.mutex);
+  if (--signal->referenceCounter_ == 0)
+    delete signal;
+}
+
+InternalTimeSignal* InternalTimeSignal::CopyOperator(InternalTimeSignal* current, InternalTimeSignal* other)
+{
+  Synchronizer const lock(processState.mutex);
+  if (current == other)
+    return current;
+  Delete(current);
+  return CopyConstructor(other);
+}
+
+template <class Condition, class Change>
+InternalTimeSignal* InternalTimeSignal::copyOnWrite(InternalTimeSignal* signal, Condition changes, Change change)
+{
+  Synchronizer const lock(processState.mutex);
+  if (signal->referenceCounter_ <= 1 || !changes(*signal))
+  {
+    change(*signal);
+    return signal;
+  }
+  auto copy = std::make_unique<InternalTimeSignal>(*signal);
+  change(*copy);
+  --signal->referenceCounter_;
+  return copy.release();
+}
+
+InternalTimeSignal* InternalTimeSignal::DoUncompress(InternalTimeSignal* signal)
+{
+  return copyOnWrite(
+      signal, [](InternalTimeSignal const& shared) { return shared.record_.Compression != no_compression; },
+      [](InternalTimeSignal& own) { own.Uncompress(); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoCompress(InternalTimeSignal* signal, compression32_t method)
+{
+  return copyOnWrite(
+      signal, [method](InternalTimeSignal const& shared) { return shared.record_.Compression != method; },
+      [method](InternalTimeSignal& own) { own.Compress(method); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoConvert(InternalTimeSignal* signal, sample_datatype32_t target)
+{
+  return copyOnWrite(
+      signal, [target](InternalTimeSignal const& shared) { return shared.record_.SampleType != target; },
+      [target](InternalTimeSignal& own) { own.Convert(target); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoExtractOffset(InternalTimeSignal* signal)
+{
+  return copyOnWrite(signal, always, [](InternalTimeSignal& own) { own.ExtractOffset(); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoAddTrigger(InternalTimeSignal* signal, Uuid const& triggerUuid,
+                                                     double tripValue, Uuid const& unitUuid,
+                                                     std::string const& unitString)
+{
+  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
+                     { own.AddTrigger(triggerUuid, tripValue, unitUuid, unitString); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoAddValidator(InternalTimeSignal* signal, Uuid const& validatorUuid,
+                                                       double averageValue, Uuid const& unitUuid,
+                                                       std::string const& unitString)
+{
+  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
+                     { own.AddValidator(validatorUuid, averageValue, unitUuid, unitString); });
+}
+
+InternalTimeSignal* InternalTimeSignal::DoAddCharacteristicValue(InternalTimeSignal* signal, Uuid const& charValUuid,
+                                                                 double value, Uuid const& unitUuid,
+                                                                 std::string unitString, float speed)
+{
+  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
+                     { own.AddCharacteristicValue(charValUuid, value, unitUuid, std::move(unitString), speed); });
+}
+
+#define QEN_INSTANTIATE_CONVERSION(T)                                                                                  \
+  template QEN_FILE_IO_EXPORT void InternalTimeSignal::ConvertTo<T>(sample_datatype32_t, void*);
+QEN_INSTANTIATE_CONVERSION(signed char)
+QEN_INSTANTIATE_CONVERSION(short)
+QEN_INSTANTIATE_CONVERSION(int)
+QEN_INSTANTIATE_CONVERSION(long long)
+QEN_INSTANTIATE_CONVERSION(float)
+QEN_INSTANTIATE_CONVERSION(double)
+QEN_INSTANTIATE_CONVERSION(unsigned char)
+QEN_INSTANTIATE_CONVERSION(unsigned short)
+QEN_INSTANTIATE_CONVERSION(unsigned int)
+QEN_INSTANTIATE_CONVERSION(unsigned long long)
+template QEN_FILE_IO_EXPORT void InternalTimeSignal::ComputeOffset<signed char, int>();
+template QEN_FILE_IO_EXPORT void InternalTimeSignal::ComputeOffset<short, int>();
+template QEN_FILE_IO_EXPORT void InternalTimeSignal::ComputeOffset<int, long long>();
+template QEN_FILE_IO_EXPORT void InternalTimeSignal::ComputeOffset<long long, double>();
