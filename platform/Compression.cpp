@@ -103,8 +103,7 @@ unsigned char* CompressionZLib::compress(unsigned int byteCount, void const* sou
   return compressWith(kZLib, level_, byteCount, source, outputSize);
 }
 
-void CompressionZLib::uncompress(unsigned int byteCount, void const* source, unsigned int outputSize,
-                                 void* destination)
+void CompressionZLib::uncompress(unsigned int byteCount, void const* source, unsigned int outputSize, void* destination)
 {
   uncompressWith(kZLib, byteCount, source, outputSize, destination);
 }
@@ -117,8 +116,7 @@ unsigned char* CompressionGZip::compress(unsigned int byteCount, void const* sou
   return compressWith(kGZip, level_, byteCount, source, outputSize);
 }
 
-void CompressionGZip::uncompress(unsigned int byteCount, void const* source, unsigned int outputSize,
-                                 void* destination)
+void CompressionGZip::uncompress(unsigned int byteCount, void const* source, unsigned int outputSize, void* destination)
 {
   uncompressWith(kGZip, byteCount, source, outputSize, destination);
 }

@@ -29,9 +29,9 @@ public:
   /// The stream depends on the codec's version: only what it decodes to is stable.
   virtual unsigned char* compress(unsigned int byteCount, void const* source, int& outputSize) = 0;
 
-  /// Decodes one stream, whose checksum is verified, into exactly outputSize bytes. Bytes behind the stream are ignored.
-  /// Throws CompressionException for a stream that is damaged, cut or of another length; what the destination holds then
-  /// is unspecified.
+  /// Decodes one stream, whose checksum is verified, into exactly outputSize bytes. Bytes behind the stream are
+  /// ignored. Throws CompressionException for a stream that is damaged, cut or of another length; what the destination
+  /// holds then is unspecified.
   virtual void uncompress(unsigned int byteCount, void const* source, unsigned int outputSize, void* destination) = 0;
 };
 

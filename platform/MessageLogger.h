@@ -33,7 +33,8 @@ private:
   log4cpp::Category& category_;
 };
 
-/// One log record: made, called once with its text, and gone. Logging never throws: a record that cannot be written is lost.
+/// One log record: made, called once with its text, and gone. Logging never throws: a record that cannot be written is
+/// lost.
 class QEN_PLATFORM_EXPORT LogObject
 {
 public:

@@ -15,8 +15,8 @@ constexpr long long kMicrosecondsPerSecond = 1'000'000;
 constexpr long long kSecondsPerDay = 86'400;
 constexpr long long kMicrosecondsPerDay = kSecondsPerDay * kMicrosecondsPerSecond;
 
-// The 64-bit range reaches 292,000 years to either side, while std::chrono::year ends at 32767. The calendar repeats after 400
-// years, so dates are shifted by whole cycles into the range that std::chrono computes with.
+// The 64-bit range reaches 292,000 years to either side, while std::chrono::year ends at 32767. The calendar repeats
+// after 400 years, so dates are shifted by whole cycles into the range that std::chrono computes with.
 constexpr long long kYearsPerCycle = 400;
 constexpr long long kDaysPerCycle = 146'097;
 

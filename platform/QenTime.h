@@ -19,8 +19,8 @@ public:
 class QEN_PLATFORM_EXPORT QenTime
 {
 public:
-  /// "2026-11-20T17:57:20.000123Z": proleptic Gregorian calendar, UTC, always six decimals. Total over every 64-bit value:
-  /// years have at least four digits, may have more, and carry a minus sign before the year 0 ("-0001" is 2 BC).
+  /// "2026-11-20T17:57:20.000123Z": proleptic Gregorian calendar, UTC, always six decimals. Total over every 64-bit
+  /// value: years have at least four digits, may have more, and carry a minus sign before the year 0 ("-0001" is 2 BC).
   static std::string TimeStampToString(long long microseconds);
   /// The exact inverse: accepts what TimeStampToString writes and nothing else; otherwise throws QenTimeException.
   static long long StringToTimeStamp(std::string const& text);

@@ -59,6 +59,5 @@ std::size_t std::hash<Uuid>::operator()(Uuid const& uuid) const noexcept
 {
   constexpr std::size_t kUuidSize = 16;
   // All bytes count: identifiers made by hand often differ in their last ones only.
-  return std::hash<std::string_view>{}(
-      std::string_view(reinterpret_cast<char const*>(uuid.GetPlainUuid()), kUuidSize));
+  return std::hash<std::string_view>{}(std::string_view(reinterpret_cast<char const*>(uuid.GetPlainUuid()), kUuidSize));
 }

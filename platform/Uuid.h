@@ -23,7 +23,8 @@ class QEN_PLATFORM_EXPORT Uuid
 public:
   /// The null identifier: 16 zero bytes.
   Uuid();
-  /// Reads what ToString gives, in upper or lower case. Empty text is the null identifier; anything else throws UuidException.
+  /// Reads what ToString gives, in upper or lower case. Empty text is the null identifier; anything else throws
+  /// UuidException.
   explicit Uuid(std::string const& text);
   /// A random identifier (version 4).
   static Uuid CreateUuid();

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-/// Root of every exception of the device's software: a class name, the place where it was raised, a printf-style message
-/// and, optionally, the exception that caused it.
+/// Root of every exception of the device's software: a class name, the place where it was raised, a printf-style
+/// message and, optionally, the exception that caused it.
 ///
 /// Thrown by value, caught by reference. An object belongs to one thread at a time. Members that store text can throw
 /// std::bad_alloc.

@@ -11,7 +11,8 @@
 #include <string>
 #include <type_traits>
 
-// The library builds its own instances for several vector widths; instances made elsewhere take what the compiler gives.
+// The library builds its own instances for several vector widths; instances made elsewhere take what the compiler
+// gives.
 #ifndef QEN_VECTOR_CLONES
 #define QEN_VECTOR_CLONES
 #endif
@@ -28,12 +29,13 @@ public:
 /// Conversion of whole arrays between the ten sample element types.
 namespace TypeConverter
 {
-/// Whether Out cannot hold the value range of In: signed to unsigned (the floating types are signed), or a smaller largest
-/// value. The pair alone decides, never the values. Integers to float count as widening although they may be rounded.
+/// Whether Out cannot hold the value range of In: signed to unsigned (the floating types are signed), or a smaller
+/// largest value. The pair alone decides, never the values. Integers to float count as widening although they may be
+/// rounded.
 template <class In, class Out>
-inline constexpr bool kNarrows =
-    (std::is_signed_v<In> && std::is_unsigned_v<Out>) ||
-    static_cast<long double>(std::numeric_limits<Out>::max()) < static_cast<long double>(std::numeric_limits<In>::max());
+inline constexpr bool kNarrows = (std::is_signed_v<In> && std::is_unsigned_v<Out>) ||
+                                 static_cast<long double>(std::numeric_limits<Out>::max()) <
+                                     static_cast<long double>(std::numeric_limits<In>::max());
 
 namespace Detail
 {
@@ -55,8 +57,8 @@ QEN_VECTOR_CLONES void ConvertElements(std::size_t count, In const* in, Out* out
 /// @param count number of elements, may be 0, in which case the pointers are not looked at
 /// @param in,out arrays of at least count elements, aligned for their types, not overlapping; the caller owns both
 ///
-/// Throws TypeConverterException, first for a null array with a count above 0, then for every pair with kNarrows, whatever
-/// the count; out is untouched then. Any thread may convert any arrays of its own.
+/// Throws TypeConverterException, first for a null array with a count above 0, then for every pair with kNarrows,
+/// whatever the count; out is untouched then. Any thread may convert any arrays of its own.
 template <class In, class Out>
 void Convert(unsigned long long count, In const* in, Out* out)
 {

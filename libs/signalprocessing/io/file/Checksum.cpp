@@ -8,8 +8,8 @@
 
 namespace
 {
-// Sixteen independent accumulators of 64 bits: enough for the compiler to keep four wide registers busy. Each holds four
-// 16-bit lanes, which are folded into one at the end.
+// Sixteen independent accumulators of 64 bits: enough for the compiler to keep four wide registers busy. Each holds
+// four 16-bit lanes, which are folded into one at the end.
 using Accumulators = std::array<std::uint64_t, 16>;
 constexpr std::size_t kStride = sizeof(Accumulators);
 

@@ -572,9 +572,8 @@ void InternalTimeSignal::Convert(sample_datatype32_t target)
   unsigned long long const byteCount = requireSampleBytes(target, record_.SampleCount);
   auto converted = makeArray(byteCount);
   unsigned short checksum = 0;
-  bool const isKnown =
-      VisitSampleType(record_.SampleType, [&]<class T>(std::type_identity<T>)
-                      { checksum = convertElements<T>(target, converted.get()); });
+  bool const isKnown = VisitSampleType(record_.SampleType, [&]<class T>(std::type_identity<T>)
+                                       { checksum = convertElements<T>(target, converted.get()); });
   if (!isKnown)
     throw unknownDataType(record_.SampleType);
   installSamples(std::move(converted), memorySize(byteCount));
@@ -697,8 +696,7 @@ std::vector<short>* InternalTimeSignal::SamplesToFract(InternalTimeSignal& signa
   return values.release();
 }
 
-unsigned long long InternalTimeSignal::SamplesToFract(InternalTimeSignal& signal, float& scale,
-                                                      std::span<short> values)
+unsigned long long InternalTimeSignal::SamplesToFract(InternalTimeSignal& signal, float& scale, std::span<short> values)
 {
   signal.Uncompress();
   timesignal_bin_t const& header = signal.record_;
@@ -843,15 +841,16 @@ InternalTimeSignal* InternalTimeSignal::DoAddTrigger(InternalTimeSignal* signal,
                                                      double tripValue, Uuid const& unitUuid,
                                                      std::string const& unitString)
 {
-  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
-                     { own.AddTrigger(triggerUuid, tripValue, unitUuid, unitString); });
+  return copyOnWrite(signal, always,
+                     [&](InternalTimeSignal& own) { own.AddTrigger(triggerUuid, tripValue, unitUuid, unitString); });
 }
 
 InternalTimeSignal* InternalTimeSignal::DoAddValidator(InternalTimeSignal* signal, Uuid const& validatorUuid,
                                                        double averageValue, Uuid const& unitUuid,
                                                        std::string const& unitString)
 {
-  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
+  return copyOnWrite(signal, always,
+                     [&](InternalTimeSignal& own)
                      { own.AddValidator(validatorUuid, averageValue, unitUuid, unitString); });
 }
 
@@ -859,7 +858,8 @@ InternalTimeSignal* InternalTimeSignal::DoAddCharacteristicValue(InternalTimeSig
                                                                  double value, Uuid const& unitUuid,
                                                                  std::string unitString, float speed)
 {
-  return copyOnWrite(signal, always, [&](InternalTimeSignal& own)
+  return copyOnWrite(signal, always,
+                     [&](InternalTimeSignal& own)
                      { own.AddCharacteristicValue(charValUuid, value, unitUuid, std::move(unitString), speed); });
 }
 

@@ -12,22 +12,22 @@
 #include <string>
 #include <vector>
 
-/// A time signal in memory: one record that owns its sample array, and what the record does not carry: the unit as text, the
-/// job-data entry, one trigger, validators and characteristic values.
+/// A time signal in memory: one record that owns its sample array, and what the record does not carry: the unit as
+/// text, the job-data entry, one trigger, validators and characteristic values.
 ///
-/// Programs hold time signals through TimeSignal, whose handles share these objects and count themselves in the reference
-/// counter.
+/// Programs hold time signals through TimeSignal, whose handles share these objects and count themselves in the
+/// reference counter.
 ///
-/// Samples. The object owns the array that the header's Samples points at and releases it with delete[]. A caller may put
-/// another array there through GetHeader after releasing the old one; it is then trusted to hold DataArrayByteCount bytes.
-/// An array that the object installed itself is never read beyond its end, whatever the header says: samples that the header
-/// announces and the array does not hold count as zeros.
+/// Samples. The object owns the array that the header's Samples points at and releases it with delete[]. A caller may
+/// put another array there through GetHeader after releasing the old one; it is then trusted to hold DataArrayByteCount
+/// bytes. An array that the object installed itself is never read beyond its end, whatever the header says: samples
+/// that the header announces and the array does not hold count as zeros.
 ///
 /// Errors are TimeSignalException unless stated otherwise, and std::bad_alloc. A constructor that throws leaves nothing
 /// behind; an operation that throws leaves the object as it was unless stated otherwise.
 ///
-/// Threads. Reading and changing one object from several threads is the caller's to guard. Only the static functions that
-/// take object pointers run under the process-wide, re-entrant lock.
+/// Threads. Reading and changing one object from several threads is the caller's to guard. Only the static functions
+/// that take object pointers run under the process-wide, re-entrant lock.
 class QEN_FILE_IO_EXPORT InternalTimeSignal
 {
 public:
@@ -58,9 +58,9 @@ public:
   /// An empty raw time signal of data_int8_t without a job-data entry; both checksums are valid.
   InternalTimeSignal();
   /// Takes a copy of a record and its samples, stored form and checksums unchanged.
-  /// Refuses, in this order: versions and sizes other than 2 and 120, unknown signal and sample types, a missing sample array,
-  /// unknown compressions, a wrong header checksum, a wrong sample checksum, a null job-data UUID, and more than 2^31 - 1
-  /// bytes of uncompressed samples.
+  /// Refuses, in this order: versions and sizes other than 2 and 120, unknown signal and sample types, a missing sample
+  /// array, unknown compressions, a wrong header checksum, a wrong sample checksum, a null job-data UUID, and more than
+  /// 2^31 - 1 bytes of uncompressed samples.
   InternalTimeSignal(timesignal_bin_t const& record, std::string const& unitString, Uuid const& jobDataUuid);
   /// Builds an uncompressed signal from sampleCount samples, which are copied; see Init.
   InternalTimeSignal(signal32_t signalType, Uuid const& measurementConfigUuid, Uuid const& measurementUuid,
@@ -76,8 +76,8 @@ public:
   /// @param measurementConfigUuid,measurementUuid,unitUuid 16 bytes each
   /// @param byteCount size of the sample array in bytes; 0 leaves no array
   /// @param samples byteCount bytes of any alignment, or null for an array of zeros
-  /// Refuses unknown signal and sample types and a null job-data UUID before the trigger is cleared, and more than 2^31 - 1
-  /// bytes of samples after that.
+  /// Refuses unknown signal and sample types and a null job-data UUID before the trigger is cleared, and more than 2^31
+  /// - 1 bytes of samples after that.
   void Init(signal32_t signalType, unsigned char const* measurementConfigUuid, unsigned char const* measurementUuid,
             double deltaX, double scalingFactor, double offset, long long timeStamp, unsigned char const* unitUuid,
             sample_datatype32_t sampleType, unsigned long long sampleCount, unsigned long long byteCount,
@@ -119,22 +119,22 @@ public:
   unsigned short CalcDataChecksum() const;
   /// Whether both stored checksums are right; throws as CalcDataChecksum does.
   bool GetChecksumStatus() const;
-  /// First difference of headers (but Reserved), samples, unit, validators, trigger, characteristic values (but their speed)
-  /// and job-data UUID. Numbers compare exactly, so a NaN makes a signal differ from itself. A missing sample array is
-  /// logged as a warning.
+  /// First difference of headers (but Reserved), samples, unit, validators, trigger, characteristic values (but their
+  /// speed) and job-data UUID. Numbers compare exactly, so a NaN makes a signal differ from itself. A missing sample
+  /// array is logged as a warning.
   bool operator!=(InternalTimeSignal const& other) const;
   bool operator==(InternalTimeSignal const& other) const;
 
-  /// Brings the samples into the stored form `method`, through the uncompressed form when they are compressed otherwise.
-  /// Refuses int24 and unknown methods; CompressionException passes on. When the second step of a change between zlib and
-  /// gzip fails, the samples stay uncompressed.
+  /// Brings the samples into the stored form `method`, through the uncompressed form when they are compressed
+  /// otherwise. Refuses int24 and unknown methods; CompressionException passes on. When the second step of a change
+  /// between zlib and gzip fails, the samples stay uncompressed.
   void Compress(compression32_t method);
-  /// Brings the samples into the uncompressed form of SampleCount elements. Throws CompressionException for damaged streams,
-  /// before anything is allocated when the header announces more than any stream of that size can hold.
+  /// Brings the samples into the uncompressed form of SampleCount elements. Throws CompressionException for damaged
+  /// streams, before anything is allocated when the header announces more than any stream of that size can hold.
   void Uncompress();
-  /// Changes the element type of uncompressed samples, values unchanged (64-bit integers may be rounded to floating point).
-  /// Refuses compressed samples; TypeConverterException for a type that cannot hold the value range of the current one.
-  /// A signal without samples takes any target, unchecked.
+  /// Changes the element type of uncompressed samples, values unchanged (64-bit integers may be rounded to floating
+  /// point). Refuses compressed samples; TypeConverterException for a type that cannot hold the value range of the
+  /// current one. A signal without samples takes any target, unchecked.
   void Convert(sample_datatype32_t target);
   /// Converts the samples, taken as SampleCount elements of type T, into an array of the caller.
   /// @param out SampleCount elements of the target type; those that the sample array does not hold become zero
@@ -144,16 +144,16 @@ public:
   /// samples move by a whole number that keeps all of them in range; unsigned samples do not move. Refuses compressed
   /// samples and, when there are samples, unknown types.
   void ExtractOffset();
-  /// The integer work of ExtractOffset for samples of type T with their sum taken in type Acc: (signed char, int), (short,
-  /// int), (int, long long), (long long, double). Checks nothing and leaves the checksums alone.
+  /// The integer work of ExtractOffset for samples of type T with their sum taken in type Acc: (signed char, int),
+  /// (short, int), (int, long long), (long long, double). Checks nothing and leaves the checksums alone.
   template <class T, class Acc>
   void ComputeOffset();
 
-  /// The physical values (raw sample - Offset) x ScalingFactor of the first `count` samples, of all when count is negative or
-  /// too large. Uncompresses the signal; an unknown sample type gives zeros. The caller owns the vector.
+  /// The physical values (raw sample - Offset) x ScalingFactor of the first `count` samples, of all when count is
+  /// negative or too large. Uncompresses the signal; an unknown sample type gives zeros. The caller owns the vector.
   static std::vector<double>* SamplesToDouble(InternalTimeSignal& signal, int count);
-  /// The raw samples as 16-bit numbers with one power-of-two scale, so that sample ~ value x scale. The scale is chosen from
-  /// all samples, whatever `count`. Uncompresses the signal; an unknown sample type gives zeros and the scale 1.
+  /// The raw samples as 16-bit numbers with one power-of-two scale, so that sample ~ value x scale. The scale is chosen
+  /// from all samples, whatever `count`. Uncompresses the signal; an unknown sample type gives zeros and the scale 1.
   /// The caller owns the vector.
   static std::vector<short>* SamplesToFract(InternalTimeSignal& signal, float& scale, int count);
   /// The same into the caller's buffer: min(size, SampleCount) elements are written and the rest is left alone.
@@ -161,16 +161,16 @@ public:
   static unsigned long long SamplesToDouble(InternalTimeSignal& signal, std::span<double> values);
   static unsigned long long SamplesToFract(InternalTimeSignal& signal, float& scale, std::span<short> values);
 
-  /// Exclusive or of the little-endian 16-bit words of a block of any alignment, an odd last byte counting as a low byte.
-  /// Throws for a null block with a length above 0.
+  /// Exclusive or of the little-endian 16-bit words of a block of any alignment, an odd last byte counting as a low
+  /// byte. Throws for a null block with a length above 0.
   static unsigned short CalcChecksum(void const* data, unsigned long long length);
   /// Bytes of one uncompressed sample, 1 to 8; throws for an unknown type.
   static unsigned char GetDataTypeSize(sample_datatype32_t type);
-  /// A new record with its own sample array (null when DataArrayByteCount is 0) from its flat form. The caller owns both: the
-  /// record with delete, the array with delete[]. Only sizes and the sample type are checked.
+  /// A new record with its own sample array (null when DataArrayByteCount is 0) from its flat form. The caller owns
+  /// both: the record with delete, the array with delete[]. Only sizes and the sample type are checked.
   static timesignal_bin_t* VectorToTimeSignalBin(std::vector<unsigned char> const& bytes);
-  /// The flat form of a record, header and samples as they stand, nothing checked. A null Samples counts as zeros. The caller
-  /// owns the vector.
+  /// The flat form of a record, header and samples as they stand, nothing checked. A null Samples counts as zeros. The
+  /// caller owns the vector.
   static std::vector<unsigned char>* TimeSignalBinToVector(timesignal_bin_t const& record);
 
   // Sharing. Each runs under the process-wide lock and returns the object that the calling handle holds from then on. A
@@ -207,16 +207,17 @@ private:
   template <class T>
   void subtractMean();
 
-  /// Runs change(object) under the lock: on the object itself, or on a private copy when `changes(object)` says that it would
-  /// change and other handles share it.
+  /// Runs change(object) under the lock: on the object itself, or on a private copy when `changes(object)` says that it
+  /// would change and other handles share it.
   template <class Condition, class Change>
   static InternalTimeSignal* copyOnWrite(InternalTimeSignal* signal, Condition changes, Change change);
 
-  bool hasSameSamples(InternalTimeSignal const& other) const;
-  void requireUncompressed() const;
-  /// Releases the sample array and takes another one of byteCount bytes; the header's byte count is the caller's to set.
-  void installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount);
-  void updateChecksums();
+  QEN_FILE_IO_HIDDEN bool hasSameSamples(InternalTimeSignal const& other) const;
+  QEN_FILE_IO_HIDDEN void requireUncompressed() const;
+  /// Releases the sample array and takes another one of byteCount bytes; the header's byte count is the caller's to
+  /// set.
+  QEN_FILE_IO_HIDDEN void installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount);
+  QEN_FILE_IO_HIDDEN void updateChecksums();
 
   timesignal_bin_t record_;
   // The array that the object put into the record last, and how long it is.

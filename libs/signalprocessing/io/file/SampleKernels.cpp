@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <utility>
 
-// The loops themselves are free functions on pointers and counts: vector clones are made of functions, not of templates that
-// are visible elsewhere.
+// The loops themselves are free functions on pointers and counts: vector clones are made of functions, not of templates
+// that are visible elsewhere.
 namespace
 {
 template <class T>
@@ -35,8 +35,8 @@ QEN_VECTOR_CLONES Extremes<T> findExtremes(T const* samples, std::size_t count)
   return {smallest, largest};
 }
 
-// A maximum over floating point has an order that the compiler must not change, so it keeps one register for it. Thirty-two
-// independent maxima give the same result and keep the vector units busy.
+// A maximum over floating point has an order that the compiler must not change, so it keeps one register for it.
+// Thirty-two independent maxima give the same result and keep the vector units busy.
 template <class T>
 QEN_VECTOR_CLONES T findMagnitude(T const* samples, std::size_t count)
 {
@@ -60,8 +60,7 @@ QEN_VECTOR_CLONES T findMagnitude(T const* samples, std::size_t count)
 }
 
 template <class T>
-QEN_VECTOR_CLONES void scaleToPhysical(T const* samples, std::size_t count, double offset, double scale,
-                                       double* output)
+QEN_VECTOR_CLONES void scaleToPhysical(T const* samples, std::size_t count, double offset, double scale, double* output)
 {
   for (std::size_t i = 0; i < count; ++i)
     output[i] = (static_cast<double>(samples[i]) - offset) * scale;
@@ -86,7 +85,8 @@ QEN_VECTOR_CLONES void shiftLeft(T const* samples, std::size_t count, unsigned b
 template <class Int, class T>
 Int saturate(T value)
 {
-  // The smallest integer is a power of two and so exact in every floating type; its negative is the first one too large.
+  // The smallest integer is a power of two and so exact in every floating type; its negative is the first one too
+  // large.
   constexpr T kLow = static_cast<T>(std::numeric_limits<Int>::min());
   constexpr T kTooHigh = -kLow;
   T const inRange = value >= kLow && value < kTooHigh ? value : T(0);
@@ -135,8 +135,8 @@ QEN_VECTOR_CLONES void subtract(T* samples, std::size_t count, T offset)
   {
     using Wrapping = std::make_unsigned_t<T>;
     for (std::size_t i = 0; i < count; ++i)
-      samples[i] = static_cast<T>(
-          static_cast<Wrapping>(static_cast<Wrapping>(samples[i]) - static_cast<Wrapping>(offset)));
+      samples[i] =
+          static_cast<T>(static_cast<Wrapping>(static_cast<Wrapping>(samples[i]) - static_cast<Wrapping>(offset)));
   }
 }
 } // namespace

@@ -2,9 +2,9 @@
 
 #include <span>
 
-/// The loops over the samples of a time signal, one instance for each element type that they make sense for. Pure functions on
-/// arrays of the caller, which are aligned for their element types; nothing throws. An output array has at least as many
-/// elements as the input.
+/// The loops over the samples of a time signal, one instance for each element type that they make sense for. Pure
+/// functions on arrays of the caller, which are aligned for their element types; nothing throws. An output array has at
+/// least as many elements as the input.
 namespace SampleKernels
 {
 /// Largest absolute value in double precision, 0 for no samples. A NaN is never the peak. All ten types.
@@ -15,8 +15,8 @@ double Peak(std::span<T const> samples);
 template <class T>
 void PhysicalValues(std::span<T const> samples, double offset, double scale, double* output);
 
-/// output[i] = low 16 bits of samples[i] >> bits, in the samples' own width: arithmetic for signed types, logical for unsigned
-/// ones; more bits than the width has give the sign or 0. Integer types.
+/// output[i] = low 16 bits of samples[i] >> bits, in the samples' own width: arithmetic for signed types, logical for
+/// unsigned ones; more bits than the width has give the sign or 0. Integer types.
 template <class T>
 void ShiftRight(std::span<T const> samples, unsigned bits, short* output);
 
@@ -33,7 +33,7 @@ void Quantise(std::span<T const> samples, T scale, short* output);
 template <class T, class Acc>
 struct Summary
 {
-  Acc Sum = 0;   ///< wraps; in index order when Acc is double
+  Acc Sum = 0;    ///< wraps; in index order when Acc is double
   T Smallest = 0; ///< of 0 and all samples
   T Largest = 0;  ///< of 0 and all samples
 };

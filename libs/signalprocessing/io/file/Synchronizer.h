@@ -5,8 +5,8 @@
 #include <atomic>
 #include <pthread.h>
 
-/// Scoped guard over a mutex that the holding thread may take again: only the outermost guard of a thread locks and unlocks.
-/// A guard belongs to the thread that made it.
+/// Scoped guard over a mutex that the holding thread may take again: only the outermost guard of a thread locks and
+/// unlocks. A guard belongs to the thread that made it.
 class QEN_FILE_IO_EXPORT Synchronizer
 {
 public:
@@ -22,7 +22,7 @@ public:
 
   private:
     friend class Synchronizer;
-    bool heldByCaller() const;
+    QEN_FILE_IO_HIDDEN bool heldByCaller() const;
 
     pthread_mutex_t mutex_;
     // Other threads compare the owner with themselves while it changes; none of them can read its own identity from it

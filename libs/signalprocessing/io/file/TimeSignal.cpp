@@ -59,8 +59,8 @@ void TimeSignal::AddValidator(Uuid const& validatorUuid, double averageValue, Uu
 void TimeSignal::AddCharacteristicValue(Uuid const& charValUuid, double value, Uuid const& unitUuid,
                                         std::string unitString, float speed)
 {
-  signal_ = InternalTimeSignal::DoAddCharacteristicValue(signal_, charValUuid, value, unitUuid, std::move(unitString),
-                                                         speed);
+  signal_ =
+      InternalTimeSignal::DoAddCharacteristicValue(signal_, charValUuid, value, unitUuid, std::move(unitString), speed);
 }
 
 timesignal_bin_t* TimeSignal::GetHeader() const { return signal_->GetHeader(); }

@@ -5,11 +5,13 @@
 /// A time signal as programs hold it: a handle that shares its signal with its copies.
 ///
 /// Copying a handle copies no samples. An operation that changes the signal first gives this handle a private copy when
-/// others share it (copy on write), except RemoveAllSamples, RecalculateSamplesChecksum, the readouts, which uncompress, and
-/// what is written through GetHeader and GetSamplesPointer: those are seen through every sharing handle.
+/// others share it (copy on write), except RemoveAllSamples, RecalculateSamplesChecksum, the readouts, which
+/// uncompress, and what is written through GetHeader and GetSamplesPointer: those are seen through every sharing
+/// handle.
 ///
-/// Threads. Handles may be copied, assigned, released and changed by the copying operations from several threads, one thread
-/// per handle; all of these run under one process-wide lock. The in-place operations and the accessors take no lock.
+/// Threads. Handles may be copied, assigned, released and changed by the copying operations from several threads, one
+/// thread per handle; all of these run under one process-wide lock. The in-place operations and the accessors take no
+/// lock.
 ///
 /// Operations behave and fail as those of InternalTimeSignal with the same names. After a failure the handle holds the
 /// signal it held before.

@@ -21,15 +21,15 @@ public:
 class QEN_FILE_IO_EXPORT TimeSignalFile
 {
 public:
-  /// Brings the signal into the given compression, in which it stays, then writes it over the file. When the compression
-  /// fails the file is not touched; when writing fails what was written so far stays on the disk.
-  /// Throws TimeSignalFileException, and what TimeSignal::Compress throws.
+  /// Brings the signal into the given compression, in which it stays, then writes it over the file. When the
+  /// compression fails the file is not touched; when writing fails what was written so far stays on the disk. Throws
+  /// TimeSignalFileException, and what TimeSignal::Compress throws.
   static void Write(char const* path, TimeSignal& signal, compression32_t compression);
   static void Write(std::string const& path, TimeSignal& signal, compression32_t compression);
 
-  /// A new record with its own sample array (never null, also when it is empty). The caller owns both: the record with delete,
-  /// the array with delete[]. Only the file's length is checked against the header; build a TimeSignal from the record to
-  /// check the rest. Throws TimeSignalFileException, std::bad_alloc.
+  /// A new record with its own sample array (never null, also when it is empty). The caller owns both: the record with
+  /// delete, the array with delete[]. Only the file's length is checked against the header; build a TimeSignal from the
+  /// record to check the rest. Throws TimeSignalFileException, std::bad_alloc.
   static timesignal_bin_t* Read(char const* path);
   static timesignal_bin_t* Read(std::string const& path);
 };

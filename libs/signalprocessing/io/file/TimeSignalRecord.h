@@ -12,8 +12,8 @@ enum signal32_t : int
   order_analysis
 };
 
-/// Element type of the samples. The numbers are stored in records, the unsigned types behind the floating ones: never change
-/// them.
+/// Element type of the samples. The numbers are stored in records, the unsigned types behind the floating ones: never
+/// change them.
 enum sample_datatype32_t : int
 {
   data_int8_t = 1,
@@ -58,8 +58,9 @@ enum compression32_t : int
 ///      116      2  DataChecksum           16-bit exclusive or of the stored sample bytes
 ///      118      2  HeaderChecksum         16-bit exclusive or of the header bytes 0 to 117
 ///
-/// The flat form (file, byte vector, database) is the 120 bytes followed by DataArrayByteCount sample bytes; the pointer is
-/// never written. Samples is an array made with new[] of DataArrayByteCount bytes; the record does not release it.
+/// The flat form (file, byte vector, database) is the 120 bytes followed by DataArrayByteCount sample bytes; the
+/// pointer is never written. Samples is an array made with new[] of DataArrayByteCount bytes; the record does not
+/// release it.
 struct timesignal_bin_t
 {
   unsigned short BinaryHeaderVersion, HeaderSize;
