@@ -5,30 +5,13 @@ form, valid texts and streams. The corpora hold these seeds and whatever fuzzing
 import gzip
 import pathlib
 import struct
+import sys
 import zlib
 
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "tests" / "golden"))
+from make_golden import CODES, STORED_FORMS, record  # noqa: E402
+
 CORPUS = pathlib.Path(__file__).parent / "corpus"
-TYPES = {1: "b", 2: "h", 3: "i", 4: "q", 5: "f", 6: "d", 7: "B", 8: "H", 9: "I", 10: "Q"}
-STORED_FORMS = {1: bytes, 2: zlib.compress, 4: lambda raw: gzip.compress(raw, mtime=0)}
-SIGNED = [0, 1, -1, 100, -128, 127, 5, 5, 5]
-UNSIGNED = [0, 1, 255, 100, 7, 7, 7, 128, 200]
-
-
-def checksum(block):
-    value = 0
-    for position in range(0, len(block), 2):
-        value ^= int.from_bytes(block[position:position + 2], "little")
-    return value
-
-
-def record(sample_type, compression):
-    values = UNSIGNED if sample_type >= 7 else SIGNED
-    raw = struct.pack(f"<{len(values)}{TYPES[sample_type]}", *values)
-    stored = STORED_FORMS[compression](raw)
-    header = struct.pack("<HHi16s16sdddq16siiQQI", 2, 120, 1, bytes(range(16)), bytes(range(16, 32)), 1 / 51200, 0.5, 3.0,
-                         1_700_000_000_000_000, bytes(range(32, 48)), compression, sample_type, len(values), len(stored), 0)
-    header += struct.pack("<H", checksum(stored))
-    return header + struct.pack("<H", checksum(header)) + stored
 
 
 def write(target, name, content):
@@ -38,7 +21,7 @@ def write(target, name, content):
 
 
 def main():
-    for sample_type in TYPES:
+    for sample_type in CODES:
         for compression in STORED_FORMS:
             content = record(sample_type, compression)
             write("record", f"type{sample_type}-form{compression}", content)

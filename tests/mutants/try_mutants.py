@@ -1,0 +1,84 @@
+#!/usr/bin/env python3
+"""Tries the wrong variants of mutants.toml: copies the sources, builds each variant and runs the test programs until one
+fails. A variant that no program notices is a survivor, and one survivor makes the exit status 1.
+
+Usage: try_mutants.py ROOT WORK_FOLDER [TEXT]    only variants whose name contains TEXT
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tomllib
+
+PROGRAMS = {
+    "dev": ["qen_internal_tests", "qen_tests", "qen_thread_tests"],
+    "tsan": ["qen_thread_tests"],
+}
+TIMEOUT_SECONDS = 900
+
+
+def run(*command, **options):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, **options)
+
+
+def copy_sources(root, target):
+    shutil.rmtree(target, ignore_errors=True)
+    listed = run("git", "-C", str(root), "ls-files", "--cached", "--others", "--exclude-standard").stdout.splitlines()
+    for name in listed:
+        if (root / name).is_file():
+            (target / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(root / name, target / name)
+
+
+def build(source, lane, programs):
+    configured = run("cmake", "--preset", lane, "-DQEN_TOOLS=OFF", cwd=source)
+    if configured.returncode != 0:
+        sys.exit(configured.stdout)
+    return run("cmake", "--build", f"build/{lane}", "--target", *programs, cwd=source)
+
+
+def noticing_program(source, lane):
+    """Name of the first test program that fails, or None."""
+    for program in PROGRAMS[lane]:
+        built = build(source, lane, [program])
+        if built.returncode != 0:
+            sys.exit(f"does not build:\n{built.stdout[-3000:]}")
+        try:
+            tested = run(f"build/{lane}/tests/{program}", "--gtest_brief=1", "--gtest_fail_fast", cwd=source,
+                         timeout=TIMEOUT_SECONDS)
+        except subprocess.TimeoutExpired:
+            return f"{program} (hangs)"
+        if tested.returncode != 0:
+            failed = [line for line in tested.stdout.splitlines() if "FAILED" in line or "WARNING: Thread" in line]
+            return f"{program}: {failed[0] if failed else 'ends with an error'}"
+    return None
+
+
+def main():
+    root = pathlib.Path(sys.argv[1]).resolve()
+    source = pathlib.Path(sys.argv[2]).resolve() / "source"
+    wanted = sys.argv[3] if len(sys.argv) > 3 else ""
+    mutants = [m for m in tomllib.loads((root / "tests/mutants/mutants.toml").read_text())["mutant"] if wanted in m["name"]]
+    copy_sources(root, source)
+    survivors = 0
+    for lane in sorted({m.get("lane", "dev") for m in mutants}):
+        noticed = noticing_program(source, lane)
+        if noticed:
+            sys.exit(f"the library itself fails: {noticed}")
+    for number, mutant in enumerate(mutants, 1):
+        path = source / mutant["file"]
+        original = path.read_text()
+        if original.count(mutant["old"]) != 1:
+            sys.exit(f"not found exactly once in {mutant['file']}: {mutant['name']}")
+        path.write_text(original.replace(mutant["old"], mutant["new"]))
+        noticed = noticing_program(source, mutant.get("lane", "dev"))
+        path.write_text(original)
+        survivors += noticed is None
+        print(f"{number:2} {'caught  ' if noticed else 'SURVIVED'} {mutant['name']}\n            {noticed or ''}", flush=True)
+    print(f"{len(mutants) - survivors} of {len(mutants)} wrong variants caught")
+    return 1 if survivors else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
