@@ -3,7 +3,10 @@
 #include "platform/VelmoraException.h"
 
 #include <cstdarg>
+#include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
+#include <log4cpp/LoggingEvent.hh>
+#include <log4cpp/NDC.hh>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -40,9 +43,20 @@ bool MessageLogger::isEnabled(log4cpp::Priority::PriorityLevel priority) const
   return category_.isPriorityEnabled(priority);
 }
 
+// Category::log would end the process when a sink throws, because it promises not to throw itself. So the sinks are
+// called here, those of the category first and then those of its parents, as far as the categories pass records on.
 void MessageLogger::write(log4cpp::Priority::PriorityLevel priority, std::string const& message) const
 {
-  category_.log(priority, message);
+  if (!isEnabled(priority))
+    return;
+  log4cpp::LoggingEvent const event(category_.getName(), message, log4cpp::NDC::get(), priority);
+  for (log4cpp::Category* category = &category_; category != nullptr; category = category->getParent())
+  {
+    for (log4cpp::Appender* const appender : category->getAllAppenders())
+      appender->doAppend(event);
+    if (!category->getAdditivity())
+      break;
+  }
 }
 
 LogObject::LogObject(MessageLogger* logger, log4cpp::Priority::PriorityLevel priority, char const*, int)

@@ -69,7 +69,7 @@ TEST_P(GoldenFile, UncompressedIsTheUncompressedFile)
 
 INSTANTIATE_TEST_SUITE_P(AllTypes, GoldenFile,
                          testing::Combine(testing::Range(1, 11), testing::Values("none", "zlib", "gzip")),
-                         [](auto const& info) {
-                           return std::string(kTypeNames[std::get<0>(info.param) - 1]) + "_" + std::get<1>(info.param);
+                         [](auto const& file) {
+                           return std::string(kTypeNames[std::get<0>(file.param) - 1]) + "_" + std::get<1>(file.param);
                          });
 } // namespace

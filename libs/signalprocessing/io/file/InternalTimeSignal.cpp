@@ -45,6 +45,14 @@ TimeSignalException unknownCompression(compression32_t method)
       .createException<TimeSignalException>("Unknown compression: %ld!", static_cast<long>(method));
 }
 
+/// Bytes of one sample; 0 for an unknown type.
+unsigned char sampleSize(sample_datatype32_t type)
+{
+  unsigned char size = 0;
+  VisitSampleType(type, [&size]<class T>(std::type_identity<T>) { size = sizeof(T); });
+  return size;
+}
+
 // The two range checks compare signed numbers from above only, so that values with the top bit set pass.
 void requireSignalType(signal32_t type)
 {
@@ -508,6 +516,23 @@ void InternalTimeSignal::updateChecksums()
   record_.HeaderChecksum = CalcHeaderChecksum();
 }
 
+std::span<unsigned char const> InternalTimeSignal::samplesToCompress(std::vector<unsigned char>& padded) const
+{
+  std::span<unsigned char const> const stored = GetStoredSamples();
+  if (stored.size() == record_.DataArrayByteCount)
+    return stored;
+  // A short array: the stream must hold what the header promises to those who uncompress it, but no more than it can
+  // mean.
+  unsigned long long const size = sampleSize(record_.SampleType);
+  unsigned long long const samples = size == 0 ? 0 : std::min(record_.SampleCount, kMaxSampleBytes / size);
+  unsigned long long const needed = std::min(record_.DataArrayByteCount, samples * size);
+  if (needed <= stored.size())
+    return stored;
+  padded.resize(memorySize(needed));
+  std::ranges::copy(stored, padded.begin());
+  return padded;
+}
+
 void InternalTimeSignal::Compress(compression32_t method)
 {
   if (method == record_.Compression)
@@ -519,17 +544,11 @@ void InternalTimeSignal::Compress(compression32_t method)
   Uncompress();
   if (record_.DataArrayByteCount != 0)
   {
-    auto const byteCount = static_cast<unsigned int>(record_.DataArrayByteCount);
-    std::span<unsigned char const> source = GetStoredSamples();
     std::vector<unsigned char> padded;
-    if (source.size() < byteCount)
-    {
-      padded.resize(byteCount);
-      std::ranges::copy(source, padded.begin());
-      source = padded;
-    }
+    std::span<unsigned char const> const source = samplesToCompress(padded);
     int streamSize = 0;
-    std::unique_ptr<unsigned char[]> stream(makeCompression(method)->compress(byteCount, source.data(), streamSize));
+    std::unique_ptr<unsigned char[]> stream(
+        makeCompression(method)->compress(static_cast<unsigned int>(source.size()), source.data(), streamSize));
     installSamples(std::move(stream), static_cast<std::size_t>(streamSize));
     record_.DataArrayByteCount = static_cast<unsigned long long>(streamSize);
   }
@@ -726,8 +745,8 @@ unsigned short InternalTimeSignal::CalcChecksum(void const* data, unsigned long 
 
 unsigned char InternalTimeSignal::GetDataTypeSize(sample_datatype32_t type)
 {
-  unsigned char size = 0;
-  if (!VisitSampleType(type, [&size]<class T>(std::type_identity<T>) { size = sizeof(T); }))
+  unsigned char const size = sampleSize(type);
+  if (size == 0)
     throw unknownDataType(type);
   return size;
 }

@@ -212,6 +212,8 @@ private:
   template <class Condition, class Change>
   static InternalTimeSignal* copyOnWrite(InternalTimeSignal* signal, Condition changes, Change change);
 
+  /// The bytes that Compress takes: the stored ones, in `padded` when zeros must be added for samples that they lack.
+  QEN_FILE_IO_HIDDEN std::span<unsigned char const> samplesToCompress(std::vector<unsigned char>& padded) const;
   QEN_FILE_IO_HIDDEN bool hasSameSamples(InternalTimeSignal const& other) const;
   QEN_FILE_IO_HIDDEN void requireUncompressed() const;
   /// Releases the sample array and takes another one of byteCount bytes; the header's byte count is the caller's to
