@@ -1,4 +1,4 @@
-# Flags that every target of the project is built with, and the two functions that make a library of it.
+# Flags that every target of the project is built with, and the function that makes a library of objects.
 
 add_library(qen_flags INTERFACE)
 target_compile_features(qen_flags INTERFACE cxx_std_20)
@@ -23,7 +23,7 @@ if(QEN_SANITIZE MATCHES "thread" OR QEN_COVERAGE)
   target_compile_definitions(qen_flags INTERFACE QEN_NO_VECTOR_CLONES)
 endif()
 
-# qen_add_library(NAME OUTPUT LINK...): the sources of NAME_objects as lib<OUTPUT>.so and, for tests of internal units, as the
+# qen_add_library(NAME OUTPUT): the sources of NAME_objects as lib<OUTPUT>.so and, for tests of internal units, as the
 # static NAME_static. The version script NAME.map lies beside the caller's CMakeLists.txt.
 function(qen_add_library name output)
   set_target_properties(${name}_objects PROPERTIES

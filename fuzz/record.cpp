@@ -1,4 +1,4 @@
-// Foreign bytes as a flat record: parsed, and when an object accepts it, every operation on it.
+// Foreign bytes as a flat record: parsed, and when an object accepts it, the operations that read its samples.
 
 #include "platform/Compression.h"
 #include "platform/Uuid.h"
@@ -73,7 +73,7 @@ void readOut(TimeSignal& signal)
   std::unique_ptr<std::vector<short>> const all(TimeSignal::SamplesToFract(signal, scale, -1));
 }
 
-void changeAndRestore(TimeSignal const& original)
+void compressConvertAndRead(TimeSignal const& original)
 {
   for (compression32_t const method : {zlib, gzip, no_compression})
   {
@@ -118,7 +118,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         TimeSignal const signal(*record.header, "mm/s", jobData);
         flattenAndParse(signal);
         if (isAffordable(*record.header))
-          changeAndRestore(signal);
+          compressConvertAndRead(signal);
       });
   return 0;
 }

@@ -3,6 +3,7 @@
 #include "platform/VelmoraException.h"
 
 #include <cstdarg>
+#include <cxxabi.h>
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
 #include <log4cpp/LoggingEvent.hh>
@@ -15,24 +16,25 @@ namespace
 {
 struct Registry
 {
+  // Categories that are there first are gone last.
+  Registry() { log4cpp::Category::getRoot(); }
+
   std::mutex mutex;
   std::map<std::string, std::unique_ptr<MessageLogger>> loggers;
+  // Sinks are no more thread-safe than the streams they write to; one of them may log something itself.
+  std::recursive_mutex writing;
 };
 
-Registry& registry()
-{
-  static Registry instance;
-  return instance;
-}
+// Made at load, so that it outlives every static object of a program that logs.
+[[gnu::init_priority(150)]] Registry registry;
 } // namespace
 
 MessageLogger::MessageLogger(log4cpp::Category& category) : category_(category) {}
 
 MessageLogger* MessageLogger::getLogger(std::string const& category)
 {
-  Registry& all = registry();
-  std::lock_guard const lock(all.mutex);
-  std::unique_ptr<MessageLogger>& logger = all.loggers[category];
+  std::lock_guard const lock(registry.mutex);
+  std::unique_ptr<MessageLogger>& logger = registry.loggers[category];
   if (!logger)
     logger.reset(new MessageLogger(log4cpp::Category::getInstance(category)));
   return logger.get();
@@ -49,6 +51,7 @@ void MessageLogger::write(log4cpp::Priority::PriorityLevel priority, std::string
 {
   if (!isEnabled(priority))
     return;
+  std::lock_guard const lock(registry.writing);
   log4cpp::LoggingEvent const event(category_.getName(), message, log4cpp::NDC::get(), priority);
   for (log4cpp::Category* category = &category_; category != nullptr; category = category->getParent())
   {
@@ -76,6 +79,10 @@ void LogObject::operator()(char const* format, ...)
     VelmoraException record("LogRecord");
     record.fillInArgumentString(format, arguments);
     logger_->write(priority_, record.what());
+  }
+  catch (abi::__forced_unwind const&)
+  {
+    throw; // the thread is being cancelled
   }
   catch (...)
   {

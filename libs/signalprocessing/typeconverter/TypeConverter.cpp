@@ -1,14 +1,26 @@
-// Built with vector clones before the header gives them up for its users.
-#include "utilities/VectorClones.h"
-
 #include "signalprocessing/typeconverter/TypeConverter.h"
 
+#include "utilities/VectorClones.h"
 #include "utilities/exception/ExceptionFactory.h"
 
 namespace
 {
 constexpr char const kSourceUnit[] = "libs/signalprocessing/typeconverter/TypeConverter.cpp";
+
+template <class In, class Out>
+QEN_VECTOR_CLONES void convertElements(std::size_t count, In const* in, Out* out)
+{
+  TypeConverter::Detail::ConvertElements(count, in, out);
 }
+
+template <class In, class Out>
+void convert(unsigned long long count, In const* in, Out* out)
+{
+  TypeConverter::Detail::RequireConvertible(count, in, out);
+  if constexpr (!TypeConverter::kNarrows<In, Out>)
+    convertElements(static_cast<std::size_t>(count), in, out);
+}
+} // namespace
 
 TypeConverterException::TypeConverterException() : VelmoraException("TypeConverterException") {}
 TypeConverterException::~TypeConverterException() = default;
@@ -30,9 +42,12 @@ void Detail::RefuseNarrowing(std::string const& from, std::string const& to)
                                                to.c_str());
 }
 
-#define QEN_EXPORT_CONVERSION(In, Out)                                                                                 \
-  template QEN_FILE_IO_EXPORT void Convert<In, Out>(unsigned long long, In const*, Out*);
-#define QEN_KEEP_CONVERSION(In, Out) template void Convert<In, Out>(unsigned long long, In const*, Out*);
-QEN_EXPORTED_CONVERSIONS(QEN_EXPORT_CONVERSION)
-QEN_INTERNAL_CONVERSIONS(QEN_KEEP_CONVERSION)
+#define QEN_DEFINE_CONVERSION(In, Out)                                                                                 \
+  template <>                                                                                                          \
+  void Convert<In, Out>(unsigned long long count, In const* in, Out* out)                                              \
+  {                                                                                                                    \
+    convert(count, in, out);                                                                                           \
+  }
+QEN_EXPORTED_CONVERSIONS(QEN_DEFINE_CONVERSION)
+QEN_INTERNAL_CONVERSIONS(QEN_DEFINE_CONVERSION)
 } // namespace TypeConverter

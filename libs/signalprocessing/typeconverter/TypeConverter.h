@@ -11,12 +11,6 @@
 #include <string>
 #include <type_traits>
 
-// The library builds its own instances for several vector widths; instances made elsewhere take what the compiler
-// gives.
-#ifndef QEN_VECTOR_CLONES
-#define QEN_VECTOR_CLONES
-#endif
-
 /// A conversion that is refused.
 class QEN_FILE_IO_EXPORT TypeConverterException : public VelmoraException
 {
@@ -43,7 +37,17 @@ namespace Detail
 [[noreturn]] QEN_FILE_IO_EXPORT void RefuseNarrowing(std::string const& from, std::string const& to);
 
 template <class In, class Out>
-QEN_VECTOR_CLONES void ConvertElements(std::size_t count, In const* in, Out* out)
+void RequireConvertible(unsigned long long count, In const* in, Out* out)
+{
+  if (count != 0 && (in == nullptr || out == nullptr))
+    RefuseArrays();
+  if constexpr (kNarrows<In, Out>)
+    RefuseNarrowing(StringUtil::TypeInfoToString(std::numeric_limits<In>::max()),
+                    StringUtil::TypeInfoToString(std::numeric_limits<Out>::max()));
+}
+
+template <class In, class Out>
+[[gnu::always_inline]] inline void ConvertElements(std::size_t count, In const* in, Out* out)
 {
   if constexpr (std::is_same_v<In, Out>)
     std::copy_n(in, count, out);
@@ -62,19 +66,22 @@ QEN_VECTOR_CLONES void ConvertElements(std::size_t count, In const* in, Out* out
 template <class In, class Out>
 void Convert(unsigned long long count, In const* in, Out* out)
 {
-  if (count != 0 && (in == nullptr || out == nullptr))
-    Detail::RefuseArrays();
-  if constexpr (kNarrows<In, Out>)
-    Detail::RefuseNarrowing(StringUtil::TypeInfoToString(std::numeric_limits<In>::max()),
-                            StringUtil::TypeInfoToString(std::numeric_limits<Out>::max()));
-  else
+  Detail::RequireConvertible(count, in, out);
+  if constexpr (!kNarrows<In, Out>)
     Detail::ConvertElements(static_cast<std::size_t>(count), in, out);
 }
 
-#define QEN_DECLARE_CONVERSION(In, Out) extern template void Convert<In, Out>(unsigned long long, In const*, Out*);
+// The instances that the library holds, built for several vector widths.
+#define QEN_DECLARE_CONVERSION(In, Out)                                                                                \
+  template <>                                                                                                          \
+  QEN_FILE_IO_EXPORT void Convert<In, Out>(unsigned long long count, In const* in, Out* out);
 QEN_EXPORTED_CONVERSIONS(QEN_DECLARE_CONVERSION)
-#ifdef QEN_FILE_IO_BUILDING
-QEN_INTERNAL_CONVERSIONS(QEN_DECLARE_CONVERSION)
-#endif
 #undef QEN_DECLARE_CONVERSION
+#ifdef QEN_FILE_IO_BUILDING
+#define QEN_DECLARE_CONVERSION(In, Out)                                                                                \
+  template <>                                                                                                          \
+  void Convert<In, Out>(unsigned long long count, In const* in, Out* out);
+QEN_INTERNAL_CONVERSIONS(QEN_DECLARE_CONVERSION)
+#undef QEN_DECLARE_CONVERSION
+#endif
 } // namespace TypeConverter

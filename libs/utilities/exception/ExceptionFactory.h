@@ -6,7 +6,8 @@
 #include <cstdarg>
 
 /// Builds one exception at the place that throws it:
-/// `throw ExceptionFactory(kSourceUnit, __LINE__).createException<TrendException>("Unknown compression: %ld!", value);`
+/// `throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Unknown compression: %ld!",
+/// value);`
 class QEN_FILE_IO_EXPORT ExceptionFactory
 {
 public:

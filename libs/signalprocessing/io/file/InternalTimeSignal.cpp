@@ -3,6 +3,8 @@
 #include "platform/Compression.h"
 #include "platform/MessageLogger.h"
 #include "platform/Organisation.h"
+#include "signalprocessing/io/file/BlockScale.h"
+#include "signalprocessing/io/file/CentringOffset.h"
 #include "signalprocessing/io/file/Checksum.h"
 #include "signalprocessing/io/file/SampleKernels.h"
 #include "signalprocessing/io/file/SampleTypes.h"
@@ -13,6 +15,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <source_location>
 #include <tuple>
 #include <utility>
 
@@ -33,15 +36,17 @@ struct ProcessState
 // Before other static objects of a program that links the library statically: they may be time signals.
 [[gnu::init_priority(200)]] ProcessState processState;
 
-TimeSignalException unknownDataType(sample_datatype32_t type, char const* sourceUnit = kSourceUnit)
+TimeSignalException unknownDataType(sample_datatype32_t type, char const* sourceUnit = kSourceUnit,
+                                    std::source_location const& where = std::source_location::current())
 {
-  return ExceptionFactory(sourceUnit, __LINE__)
+  return ExceptionFactory(sourceUnit, static_cast<int>(where.line()))
       .createException<TimeSignalException>("Unknown data type: %ld!", static_cast<long>(type));
 }
 
-TimeSignalException unknownCompression(compression32_t method)
+TimeSignalException unknownCompression(compression32_t method,
+                                       std::source_location const& where = std::source_location::current())
 {
-  return ExceptionFactory(kSourceUnit, __LINE__)
+  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
       .createException<TimeSignalException>("Unknown compression: %ld!", static_cast<long>(method));
 }
 
@@ -89,8 +94,10 @@ unsigned short headerChecksum(timesignal_bin_t const& record)
   return Checksum::Compute(&record, offsetof(timesignal_bin_t, HeaderChecksum));
 }
 
-/// A record from elsewhere, checked in the order in which its faults are reported.
-void requireValid(timesignal_bin_t const& record, Uuid const& jobDataUuid)
+bool isDeflate(compression32_t method) { return method == zlib || method == gzip; }
+
+/// The header of a record from elsewhere, checked in the order in which its faults are reported.
+void requireValidHeader(timesignal_bin_t const& record)
 {
   if (record.BinaryHeaderVersion != kHeaderVersion)
     throw ExceptionFactory(kSourceUnit, __LINE__)
@@ -104,14 +111,10 @@ void requireValid(timesignal_bin_t const& record, Uuid const& jobDataUuid)
   requireSampleType(record.SampleType);
   if (record.Samples == nullptr && record.DataArrayByteCount != 0)
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Sample array missing!");
-  if (record.Compression != no_compression && record.Compression != zlib && record.Compression != gzip)
+  if (record.Compression != no_compression && !isDeflate(record.Compression))
     throw unknownCompression(record.Compression);
   if (record.HeaderChecksum != headerChecksum(record))
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in header!");
-  if (record.DataChecksum != InternalTimeSignal::CalcChecksum(record.Samples, record.DataArrayByteCount))
-    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in samples!");
-  requireJobData(jobDataUuid);
-  requireSampleBytes(record.SampleType, record.SampleCount);
 }
 
 /// A size that the address space may not have.
@@ -185,8 +188,6 @@ bool isSameList(std::vector<Parameters> const& a, std::vector<Parameters> const&
 /// The condition of changes that a shared signal never goes through in place.
 bool always(InternalTimeSignal const&) { return true; }
 
-bool isDeflate(compression32_t method) { return method == zlib || method == gzip; }
-
 std::unique_ptr<Compression> makeCompression(compression32_t method)
 {
   constexpr int kDefaultLevel = -1;
@@ -206,37 +207,6 @@ void requirePlausibleSize(sample_datatype32_t type, unsigned long long sampleCou
         .createException<CompressionException>("Stream of %lu bytes cannot hold %lu samples!",
                                                static_cast<unsigned long>(streamSize),
                                                static_cast<unsigned long>(sampleCount));
-}
-
-/// The common power of two of a block of 16-bit numbers.
-struct BlockScale
-{
-  unsigned bits;
-  bool shrinks;
-  float scale;
-};
-
-// As a signed 32-bit number, in which 2^31 is negative and higher powers vanish: readers of the scale rely on it.
-int powerOfTwo(unsigned exponent) { return exponent < 32 ? static_cast<int>(1U << exponent) : 0; }
-
-BlockScale chooseBlockScale(double peak)
-{
-  constexpr double kLargest = 32767.0;
-  constexpr unsigned kSearchEnd = 64;
-  auto const power = [](unsigned exponent) { return static_cast<double>(1ULL << exponent); };
-  if (peak == 0.0)
-    return {0, false, 1.0F};
-  unsigned exponent = 1;
-  if (peak > kLargest)
-  {
-    while (exponent < kSearchEnd && power(exponent) < peak / kLargest)
-      ++exponent;
-    return {exponent, true, static_cast<float>(powerOfTwo(exponent))};
-  }
-  while (exponent < kSearchEnd && power(exponent) <= kLargest / peak)
-    ++exponent;
-  --exponent;
-  return {exponent, false, static_cast<float>(1.0 / static_cast<double>(powerOfTwo(exponent)))};
 }
 
 template <class T>
@@ -263,33 +233,6 @@ std::unique_ptr<std::vector<T>> makeVector(unsigned long long size)
     throw std::bad_alloc();
   return std::make_unique<std::vector<T>>(static_cast<std::size_t>(size));
 }
-
-/// Rounds the mean of integer samples away from zero in the direction in which they lie, as T holds it.
-template <class T>
-T roundToSample(double mean, double half)
-{
-  if constexpr (sizeof(T) == sizeof(long long))
-    return SampleKernels::SaturateToInt64(mean + half);
-  else
-    return static_cast<T>(SampleKernels::SaturateToInt32(mean + half));
-}
-
-/// The offset that centres samples on zero and keeps every one of them in the range of T.
-template <class T, class Acc>
-T chooseOffset(SampleKernels::Summary<T, Acc> const& summary, unsigned long long sampleCount)
-{
-  constexpr T kSmallest = std::numeric_limits<T>::min();
-  constexpr T kLargest = std::numeric_limits<T>::max();
-  double const mean = static_cast<double>(summary.Sum) / static_cast<double>(sampleCount);
-  if (!(summary.Sum > 0))
-  {
-    auto const lowest = static_cast<T>(summary.Largest - kLargest);
-    return std::max(roundToSample<T>(mean, -0.5), lowest);
-  }
-  // Without negative samples every offset is good; -1 instead of 0 gives that and does not overflow.
-  auto const highest = static_cast<T>(std::min(summary.Smallest, static_cast<T>(-1)) - kSmallest);
-  return std::min(roundToSample<T>(mean, 0.5), highest);
-}
 } // namespace
 
 InternalTimeSignal::InternalTimeSignal() : record_{}
@@ -306,17 +249,22 @@ InternalTimeSignal::InternalTimeSignal(timesignal_bin_t const& record, std::stri
                                        Uuid const& jobDataUuid)
   : record_{}, unitString_(unitString), jobDataUuid_(jobDataUuid)
 {
-  requireValid(record, jobDataUuid);
+  requireValidHeader(record);
+  std::size_t const byteCount = memorySize(record.DataArrayByteCount);
   std::unique_ptr<unsigned char[]> samples;
-  if (record.DataArrayByteCount != 0)
+  unsigned short checksum = 0;
+  if (byteCount != 0)
   {
-    samples = makeArray(record.DataArrayByteCount);
-    std::memcpy(samples.get(), record.Samples, memorySize(record.DataArrayByteCount));
+    samples = makeArray(byteCount);
+    checksum = Checksum::Copy(samples.get(), record.Samples, byteCount);
   }
+  if (record.DataChecksum != checksum)
+    throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in samples!");
+  requireJobData(jobDataUuid);
+  requireSampleBytes(record.SampleType, record.SampleCount);
   record_ = record;
   record_.Samples = nullptr;
-  if (samples)
-    installSamples(std::move(samples), memorySize(record.DataArrayByteCount));
+  installSamples(std::move(samples), byteCount);
 }
 
 InternalTimeSignal::InternalTimeSignal(signal32_t signalType, Uuid const& measurementConfigUuid,
@@ -462,8 +410,7 @@ unsigned short InternalTimeSignal::CalcHeaderChecksum() const { return headerChe
 
 unsigned short InternalTimeSignal::CalcDataChecksum() const
 {
-  if (record_.Samples == nullptr)
-    return CalcChecksum(nullptr, record_.DataArrayByteCount);
+  requireSamples();
   // Zeros that a short array lacks would not change the sum.
   std::span<unsigned char const> const stored = GetStoredSamples();
   return CalcChecksum(stored.data(), stored.size());
@@ -500,6 +447,12 @@ void InternalTimeSignal::requireUncompressed() const
 {
   if (record_.Compression != no_compression)
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Cannot modify compress data!");
+}
+
+void InternalTimeSignal::requireSamples() const
+{
+  if (record_.Samples == nullptr)
+    CalcChecksum(nullptr, record_.DataArrayByteCount);
 }
 
 void InternalTimeSignal::installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount)
@@ -641,44 +594,59 @@ void InternalTimeSignal::ExtractOffset()
   requireUncompressed();
   if (record_.DataArrayByteCount == 0)
     return;
-  auto const extract = [this]<class T>(std::type_identity<T>)
+  unsigned short checksum = 0;
+  auto const extract = [&]<class T>(std::type_identity<T>)
   {
-    // Refuses a missing array before anything changes.
-    if (record_.Samples == nullptr)
-      CalcDataChecksum();
+    requireSamples();
     if constexpr (std::is_same_v<T, signed char> || std::is_same_v<T, short>)
-      ComputeOffset<T, int>();
+      checksum = centreElements<T, int>();
     else if constexpr (std::is_same_v<T, int>)
-      ComputeOffset<T, long long>();
+      checksum = centreElements<T, long long>();
     else if constexpr (std::is_same_v<T, long long>)
-      ComputeOffset<T, double>();
+      checksum = centreElements<T, double>();
     else if constexpr (std::is_floating_point_v<T>)
-      subtractMean<T>();
+      checksum = subtractMean<T>();
+    else
+      checksum = CalcDataChecksum(); // unsigned samples have no room for negative values
   };
   if (!VisitSampleType(record_.SampleType, extract))
     throw unknownDataType(record_.SampleType);
-  updateChecksums();
+  record_.DataChecksum = checksum;
+  record_.HeaderChecksum = CalcHeaderChecksum();
 }
 
 template <class T, class Acc>
 void InternalTimeSignal::ComputeOffset()
 {
-  shiftElements(chooseOffset(SampleKernels::Summarise<T, Acc>(storedElements<T>()), record_.SampleCount));
+  centreElements<T, Acc>();
+}
+
+template <class T, class Acc>
+unsigned short InternalTimeSignal::centreElements()
+{
+  auto const summary = SampleKernels::Summarise<T, Acc>(storedElements<T>());
+  return shiftElements(ChooseCentringOffset(summary, record_.SampleCount));
 }
 
 template <class T>
-void InternalTimeSignal::subtractMean()
+unsigned short InternalTimeSignal::subtractMean()
 {
   double const mean = SampleKernels::SumInOrder(storedElements<T>()) / static_cast<double>(record_.SampleCount);
-  shiftElements(static_cast<T>(mean));
+  return shiftElements(static_cast<T>(mean));
 }
 
 template <class T>
-void InternalTimeSignal::shiftElements(T offset)
+unsigned short InternalTimeSignal::shiftElements(T offset)
 {
-  std::span<T const> const samples = storedElements<T>();
-  SampleKernels::Subtract(std::span<T>(reinterpret_cast<T*>(record_.Samples), samples.size()), offset);
+  std::size_t const count = storedElements<T>().size();
+  auto* const samples = reinterpret_cast<T*>(record_.Samples);
+  unsigned short const checksum =
+      Checksum::WhileHot(samples, count,
+                         [&](std::size_t first, std::size_t length)
+                         { SampleKernels::Subtract(std::span<T>(samples + first, length), offset); });
   record_.Offset -= static_cast<double>(offset);
+  // Only a header that disagrees with its array leaves bytes behind the elements.
+  return count * sizeof(T) == GetStoredSamples().size() ? checksum : CalcDataChecksum();
 }
 
 std::vector<double>* InternalTimeSignal::SamplesToDouble(InternalTimeSignal& signal, int count)
@@ -726,7 +694,7 @@ unsigned long long InternalTimeSignal::SamplesToFract(InternalTimeSignal& signal
                   [&]<class T>(std::type_identity<T>)
                   {
                     std::span<T const> const stored = signal.storedElements<T>();
-                    BlockScale const block = chooseBlockScale(SampleKernels::Peak(stored));
+                    BlockScale const block = ChooseBlockScale(SampleKernels::Peak(stored));
                     scale = block.scale;
                     filled = std::min(count, stored.size());
                     writeFractions(stored.first(filled), block, values.data());
@@ -740,7 +708,7 @@ unsigned short InternalTimeSignal::CalcChecksum(void const* data, unsigned long 
   if (data == nullptr && length != 0)
     throw ExceptionFactory(kSourceUnit, __LINE__)
         .createException<TimeSignalException>("Can't calculate checksum over NULL!");
-  return Checksum::Compute(data, static_cast<std::size_t>(length));
+  return Checksum::Compute(data, memorySize(length));
 }
 
 unsigned char InternalTimeSignal::GetDataTypeSize(sample_datatype32_t type)

@@ -19,9 +19,10 @@
 /// reference counter.
 ///
 /// Samples. The object owns the array that the header's Samples points at and releases it with delete[]. A caller may
-/// put another array there through GetHeader after releasing the old one; it is then trusted to hold DataArrayByteCount
-/// bytes. An array that the object installed itself is never read beyond its end, whatever the header says: samples
-/// that the header announces and the array does not hold count as zeros.
+/// put another array there through GetHeader, and is then trusted that it holds DataArrayByteCount bytes. It must be
+/// made before the old one is released: an array at the old address is taken for the old array. An array that the
+/// object installed itself is never read beyond its end, whatever the header says: samples that the header announces
+/// and the array does not hold count as zeros.
 ///
 /// Errors are TimeSignalException unless stated otherwise, and std::bad_alloc. A constructor that throws leaves nothing
 /// behind; an operation that throws leaves the object as it was unless stated otherwise.
@@ -60,7 +61,7 @@ public:
   /// Takes a copy of a record and its samples, stored form and checksums unchanged.
   /// Refuses, in this order: versions and sizes other than 2 and 120, unknown signal and sample types, a missing sample
   /// array, unknown compressions, a wrong header checksum, a wrong sample checksum, a null job-data UUID, and more than
-  /// 2^31 - 1 bytes of uncompressed samples.
+  /// 2147483647 bytes of uncompressed samples.
   InternalTimeSignal(timesignal_bin_t const& record, std::string const& unitString, Uuid const& jobDataUuid);
   /// Builds an uncompressed signal from sampleCount samples, which are copied; see Init.
   InternalTimeSignal(signal32_t signalType, Uuid const& measurementConfigUuid, Uuid const& measurementUuid,
@@ -76,8 +77,8 @@ public:
   /// @param measurementConfigUuid,measurementUuid,unitUuid 16 bytes each
   /// @param byteCount size of the sample array in bytes; 0 leaves no array
   /// @param samples byteCount bytes of any alignment, or null for an array of zeros
-  /// Refuses unknown signal and sample types and a null job-data UUID before the trigger is cleared, and more than 2^31
-  /// - 1 bytes of samples after that.
+  /// Refuses unknown signal and sample types and a null job-data UUID before the trigger is cleared, and more
+  /// than 2147483647 bytes of samples after that.
   void Init(signal32_t signalType, unsigned char const* measurementConfigUuid, unsigned char const* measurementUuid,
             double deltaX, double scalingFactor, double offset, long long timeStamp, unsigned char const* unitUuid,
             sample_datatype32_t sampleType, unsigned long long sampleCount, unsigned long long byteCount,
@@ -169,8 +170,8 @@ public:
   /// A new record with its own sample array (null when DataArrayByteCount is 0) from its flat form. The caller owns
   /// both: the record with delete, the array with delete[]. Only sizes and the sample type are checked.
   static timesignal_bin_t* VectorToTimeSignalBin(std::vector<unsigned char> const& bytes);
-  /// The flat form of a record, header and samples as they stand, nothing checked. A null Samples counts as zeros. The
-  /// caller owns the vector.
+  /// The flat form of a record, header and samples as they stand, nothing checked: Samples must hold DataArrayByteCount
+  /// bytes, or be null, which counts as zeros. The caller owns the vector.
   static std::vector<unsigned char>* TimeSignalBinToVector(timesignal_bin_t const& record);
 
   // Sharing. Each runs under the process-wide lock and returns the object that the calling handle holds from then on. A
@@ -197,25 +198,31 @@ public:
 private:
   /// The stored samples, as many whole elements of T as the header announces and the array holds.
   template <class T>
-  std::span<T const> storedElements() const;
+  QEN_FILE_IO_HIDDEN std::span<T const> storedElements() const;
   /// ConvertTo that returns the checksum of what it wrote.
   template <class T>
-  unsigned short convertElements(sample_datatype32_t target, void* out) const;
-  /// Subtracts an offset from every sample and moves it to the header.
+  QEN_FILE_IO_HIDDEN unsigned short convertElements(sample_datatype32_t target, void* out) const;
+  /// ComputeOffset that returns the checksum of the samples afterwards.
+  template <class T, class Acc>
+  QEN_FILE_IO_HIDDEN unsigned short centreElements();
   template <class T>
-  void shiftElements(T offset);
+  QEN_FILE_IO_HIDDEN unsigned short subtractMean();
+  /// Subtracts an offset from every sample, moves it to the header, and returns the checksum of the samples.
   template <class T>
-  void subtractMean();
+  QEN_FILE_IO_HIDDEN unsigned short shiftElements(T offset);
 
   /// Runs change(object) under the lock: on the object itself, or on a private copy when `changes(object)` says that it
   /// would change and other handles share it.
   template <class Condition, class Change>
-  static InternalTimeSignal* copyOnWrite(InternalTimeSignal* signal, Condition changes, Change change);
+  QEN_FILE_IO_HIDDEN static InternalTimeSignal* copyOnWrite(InternalTimeSignal* signal, Condition changes,
+                                                            Change change);
 
   /// The bytes that Compress takes: the stored ones, in `padded` when zeros must be added for samples that they lack.
   QEN_FILE_IO_HIDDEN std::span<unsigned char const> samplesToCompress(std::vector<unsigned char>& padded) const;
   QEN_FILE_IO_HIDDEN bool hasSameSamples(InternalTimeSignal const& other) const;
   QEN_FILE_IO_HIDDEN void requireUncompressed() const;
+  /// Throws what a checksum over a missing array throws, unless there is nothing to sum.
+  QEN_FILE_IO_HIDDEN void requireSamples() const;
   /// Releases the sample array and takes another one of byteCount bytes; the header's byte count is the caller's to
   /// set.
   QEN_FILE_IO_HIDDEN void installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount);

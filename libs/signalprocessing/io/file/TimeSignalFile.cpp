@@ -8,27 +8,31 @@
 #include <limits>
 #include <locale>
 #include <memory>
+#include <source_location>
 #include <span>
 
 namespace
 {
 constexpr char const kSourceUnit[] = "TimeSignalFile.cpp";
 
-TimeSignalFileException openingFailed(char const* path)
+TimeSignalFileException openingFailed(char const* path,
+                                      std::source_location const& where = std::source_location::current())
 {
-  return ExceptionFactory(kSourceUnit, __LINE__)
+  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
       .createException<TimeSignalFileException>("Error opening file %s!", path);
 }
 
-TimeSignalFileException writingFailed(char const* path)
+TimeSignalFileException writingFailed(char const* path,
+                                      std::source_location const& where = std::source_location::current())
 {
-  return ExceptionFactory(kSourceUnit, __LINE__)
+  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
       .createException<TimeSignalFileException>("Error writing to file %s!", path);
 }
 
-TimeSignalFileException readingFailed(char const* path)
+TimeSignalFileException readingFailed(char const* path,
+                                      std::source_location const& where = std::source_location::current())
 {
-  return ExceptionFactory(kSourceUnit, __LINE__)
+  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
       .createException<TimeSignalFileException>("Error reading file %s!", path);
 }
 

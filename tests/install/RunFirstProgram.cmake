@@ -1,0 +1,10 @@
+# qen_run_first_program(COMMAND...): runs the program in the work folder; it must print the physical values of its samples.
+function(qen_run_first_program)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${WORK_DIR} RESULT_VARIABLE status OUTPUT_VARIABLE output)
+  if(NOT status EQUAL 0 OR NOT output STREQUAL "25 m/s^2\n-50 m/s^2\n75 m/s^2\n-100 m/s^2\n")
+    message(FATAL_ERROR "status ${status}, output:\n${output}")
+  endif()
+  if(NOT EXISTS ${WORK_DIR}/first.signal)
+    message(FATAL_ERROR "the program left no file")
+  endif()
+endfunction()
