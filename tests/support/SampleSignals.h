@@ -97,7 +97,4 @@ inline InternalTimeSignal* ObjectOf(TimeSignal const& handle)
 }
 
 /// How many handles share the object that this one holds.
-inline unsigned int HandleCount(TimeSignal const& handle)
-{
-  return ObjectOf(handle)->GetReferenceCounter();
-}
+inline unsigned int HandleCount(TimeSignal const& handle) { return ObjectOf(handle)->GetReferenceCounter(); }

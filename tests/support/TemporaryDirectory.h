@@ -37,7 +37,8 @@ private:
 inline void WriteFile(std::string const& path, std::vector<unsigned char> const& bytes)
 {
   std::unique_ptr<std::FILE, decltype(&std::fclose)> const file(std::fopen(path.c_str(), "wb"), &std::fclose);
-  if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() || std::fflush(file.get()) != 0)
+  bool const written = file && (bytes.empty() || std::fwrite(bytes.data(), bytes.size(), 1, file.get()) == 1);
+  if (!written || std::fflush(file.get()) != 0)
     throw std::system_error(errno, std::generic_category(), path);
 }
 
@@ -47,6 +48,7 @@ inline std::vector<unsigned char> ReadFile(std::string const& path)
   if (!file)
     throw std::system_error(errno, std::generic_category(), path);
   std::vector<unsigned char> bytes(std::filesystem::file_size(path));
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+  if (!bytes.empty())
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
   return bytes;
 }

@@ -17,10 +17,7 @@ static_assert(!std::is_copy_constructible_v<Synchronizer::Mutex> && !std::is_cop
 namespace
 {
 /// Gives another thread every chance to do what it must not do. Right code passes however short or long this takes.
-void LetOthersRun()
-{
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
-}
+void LetOthersRun() { std::this_thread::sleep_for(std::chrono::milliseconds(20)); }
 
 /// Steps of several threads in the order in which they happened.
 class Log
