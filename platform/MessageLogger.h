@@ -13,9 +13,9 @@ namespace log4cpp
 class Category;
 }
 
-/// A log category. Where its records go, and from which priority on, is configured through log4cpp by the program, which
-/// attaches its sinks before the first record is written and leaves them in place.
-/// All operations may be called from any thread.
+/// A log category. Where its records go, and from which priority on, is configured through log4cpp by the program,
+/// which attaches its sinks before the first record is written and leaves them in place. All operations may be called
+/// from any thread.
 class QEN_PLATFORM_EXPORT MessageLogger
 {
 public:

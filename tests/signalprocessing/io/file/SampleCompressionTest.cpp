@@ -216,7 +216,7 @@ TEST(SampleCompression, TransitionRepairsBothChecksums)
     }
 }
 
-TEST(SampleCompression, WorksOnOneObjectForEveryHandle)
+TEST(SampleCompression, LeavesWhatIsBesideTheRecordAlone)
 {
   InternalTimeSignal signal = SignalOf(FlatRecord(data_int16_t, no_compression, 50));
   signal.AddValidator(CountingUuid(1), 1, CountingUuid(2), "g");

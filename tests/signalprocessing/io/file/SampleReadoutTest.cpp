@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
@@ -312,6 +314,31 @@ TEST(SampleReadout, EveryPowerOfTwoAndItsNeighboursChooseTheirScale)
       TimeSignal signal = SignalOf(samples);
       ExpectPlainReadout(signal, samples, kAll);
     }
+}
+
+// Peaks of up to 52 bits, which double precision holds exactly.
+TEST(SampleReadout, IntegersUseTheSixteenBitsAndNeverWrap)
+{
+  ForEachSampleElement(
+      []<class T>(std::type_identity<T>, sample_datatype32_t)
+      {
+        if constexpr (std::is_integral_v<T>)
+          for (int bits = 1; bits <= std::min(52, std::numeric_limits<T>::digits); ++bits)
+          {
+            std::vector<T> samples = OrdinarySamples<T>(20, static_cast<std::uint64_t>(bits), bits);
+            samples[7] = static_cast<T>(T{1} << (bits - 1)); // never all zero
+            TimeSignal signal = SignalOf(samples);
+            Fract const fract = Fracts(signal);
+            int scaledPeak = 0;
+            for (std::size_t i = 0; i < samples.size(); ++i)
+            {
+              scaledPeak = std::max(scaledPeak, std::abs(int{fract.values[i]}));
+              EXPECT_TRUE(fract.values[i] == 0 || (fract.values[i] < 0) == (samples[i] < 0)) << bits;
+            }
+            EXPECT_LE(scaledPeak, 32767) << bits;
+            EXPECT_GE(scaledPeak, PlainPeak<T>(samples) > 32767.0 ? 16383 : 16384) << bits;
+          }
+      });
 }
 
 TEST(SampleReadout, FractionsOfDoublesShiftLeft)
