@@ -1,0 +1,10 @@
+#include "Command.h"
+
+extern CommandEntry const kImportCommand, kInfoCommand, kVerifyCommand, kConvertCommand, kExportCommand, kDemoCommand;
+
+std::span<CommandEntry const* const> CommandTable()
+{
+  static constexpr CommandEntry const* kCommands[] = {&kImportCommand,  &kInfoCommand,   &kVerifyCommand,
+                                                      &kConvertCommand, &kExportCommand, &kDemoCommand};
+  return kCommands;
+}

@@ -1,0 +1,129 @@
+#include "Command.h"
+#include "Exporter.h"
+#include "InputFiles.h"
+#include "Json.h"
+#include "Options.h"
+#include "OutputPlan.h"
+#include "SignalFile.h"
+#include "Text.h"
+
+#include <filesystem>
+
+namespace
+{
+constexpr char const* kExtensions[] = {SignalFile::kExtension};
+
+constexpr char kDetails[] =
+    "WAV files take the raw samples in the encoding of their type: uint8, int16, int32, float32, float64.\n"
+    "Their rate is 1 / spacing, which must be a whole number of Hz unless --rate says what to write.\n\n"
+    "CSV files take every type, one number a line below a line that names the column, each with the fewest\n"
+    "digits that read back exactly. --raw, the default, writes the samples as they are stored, so that\n"
+    "import and export give the same numbers; --physical writes (sample - offset) x scale.\n\n"
+    "Without -o and -d each result lies beside its input. -f may be left out when -o ends in .wav or .csv.\n\n"
+    "Examples:\n"
+    "  qen export pump.qts -f wav\n"
+    "  qen export pump.qts -f csv --physical --time-column -o - | head\n"
+    "  qen export signals -f wav -d recordings";
+
+class ExportCommand : public Command
+{
+public:
+  void Define(CLI::App& app) override
+  {
+    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
+    app.add_option("-f,--format", format_, "what to write")
+        ->check(CLI::IsMember({"wav", "csv"}).description(""))
+        ->type_name("wav|csv")
+        ->take_last();
+    auto* const raw = app.add_flag("--raw", raw_, "CSV: samples as they are stored (the default)");
+    app.add_flag("--physical", options_.physical, "CSV: physical values")->excludes(raw);
+    app.add_flag("--time-column", options_.timeColumn, "CSV: a first column with index x spacing");
+    app.add_flag("--no-header", options_.noHeader, "CSV: no line that names the columns");
+    app.add_option("--encoding", encoding_, "WAV: pcm24 for int32 samples that all fit 24 bits")
+        ->check(CLI::IsMember({"pcm24"}).description(""))
+        ->type_name("pcm24")
+        ->take_last();
+    Options::AddCount(app, "--rate", options_.rate, "WAV: the rate to write, in Hz");
+    plan_.AddOptions(app);
+    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.export/1)");
+  }
+
+  ExitCode Run(Report& report) override
+  {
+    ChooseFormat();
+    RequireFittingOptions();
+    InputFiles const inputs = InputFiles::Expand(arguments_, kExtensions);
+    plan_.RequireRoomFor(inputs.files.size());
+    return inputs.ForEach(report, [&](std::string const& file) { return Export(file, report); });
+  }
+
+private:
+  void ChooseFormat()
+  {
+    std::string const extension = Text::Lower(std::filesystem::path(plan_.File()).extension().native());
+    if (format_.empty() && (extension == ".wav" || extension == ".csv"))
+      format_ = extension.substr(1);
+    if (format_.empty())
+      throw ToolError(ExitCode::Usage, "export needs -f wav or -f csv");
+    options_.pcm24 = !encoding_.empty();
+  }
+
+  void RequireFittingOptions() const
+  {
+    if (format_ == "wav" && (raw_ || options_.physical || options_.timeColumn || options_.noHeader))
+      throw ToolError(ExitCode::Usage,
+                      "WAV files take raw samples only: --raw, --physical, --time-column and --no-header are for CSV");
+    if (format_ == "csv" && (options_.pcm24 || options_.rate))
+      throw ToolError(ExitCode::Usage, "--encoding and --rate are for WAV");
+  }
+
+  ExitCode Export(std::string const& file, Report& report)
+  {
+    InputFile const input(file);
+    TimeSignal signal = SignalFile::Read(input, std::nullopt);
+    report.Detail(file, SignalFile::Summary(*signal.GetHeader()));
+    std::string const target = plan_.Target(file, "", "." + format_);
+    OutputFile output(target, plan_.Existing());
+    if (format_ == "wav")
+      Exporter::WriteWav(signal, options_, output);
+    else
+      Exporter::WriteCsv(signal, options_, output);
+    output.Commit();
+    timesignal_bin_t const& header = *signal.GetHeader();
+    if (!options_.physical && (header.ScalingFactor != 1 || header.Offset != 0))
+      report.Note(file, "raw samples were written: physical value = (sample - " + Text::Shortest(header.Offset) +
+                            ") x " + Text::Shortest(header.ScalingFactor));
+    if (json_)
+      report.Data(Describe(file, target, header));
+    else
+      report.Say(Text::Printable(file) + " -> " + OutputFile::Show(target) + ": " +
+                 Text::Counted(header.SampleCount, "sample"));
+    return ExitCode::Good;
+  }
+
+  std::string Describe(std::string const& file, std::string const& target, timesignal_bin_t const& header) const
+  {
+    Json object = JsonText::Object("qen.export/1");
+    JsonText::AddPath(object, "input", file);
+    JsonText::AddPath(object, "file", target);
+    object["format"] = format_;
+    object["values"] = options_.physical ? "physical" : "raw";
+    object["sample_count"] = header.SampleCount;
+    object["scaling_factor"] = header.ScalingFactor;
+    object["offset"] = header.Offset;
+    return JsonText::Line(object);
+  }
+
+  std::vector<std::string> arguments_;
+  OutputPlan plan_;
+  Exporter::Options options_;
+  std::string format_;
+  std::string encoding_;
+  bool raw_ = false;
+  bool json_ = false;
+};
+} // namespace
+
+extern CommandEntry const kExportCommand;
+CommandEntry const kExportCommand = {"export", "write WAV or CSV files of time signal files", kDetails,
+                                     &MakeCommand<ExportCommand>};

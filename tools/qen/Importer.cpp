@@ -1,0 +1,108 @@
+#include "Importer.h"
+
+#include "CsvFile.h"
+#include "ExitCode.h"
+#include "Options.h"
+#include "SoundContainer.h"
+#include "SoundFile.h"
+#include "Text.h"
+
+#include <algorithm>
+
+void Importer::AddReadingOptions(CLI::App& app)
+{
+  Options::AddCount(app, "--channel", channel_, "take only this channel of a sound file, from 1");
+  app.add_option("--column", column_, "take this column of a CSV file: its name or its number, from 1")
+      ->type_name("NAME|N")
+      ->take_last();
+  Options::AddSampleType(app, type_,
+                         "sample type of CSV values; one that it cannot hold exactly is refused:\n" +
+                             Names::List(Names::SampleTypes()));
+  app.add_flag("--accept-cut", acceptCut_, "take what is there when a sound file is shorter than its header says");
+  auto* const rate =
+      Options::AddPositive(app, "--rate", rate_, "samples per second of CSV values; sound files have their own");
+  Options::AddPositive(app, "--delta-x", deltaX_, "sample spacing instead of a rate: seconds, or Hz for spectra")
+      ->excludes(rate);
+  app.add_flag("--override-rate", overrideRate_, "use --rate or --delta-x for sound files too");
+  Options::AddFactor(app, "--scale", scale_, "physical value = (sample - offset) x scale [1]");
+  Options::AddNumber(app, "--offset", offset_, "offset of the samples, in counts [0]");
+}
+
+void Importer::AddHeaderOptions(CLI::App& app)
+{
+  Options::AddUuid(app, "--unit-uuid", unit_, "unit of the physical values [null]");
+  Options::AddUuid(app, "--config", config_, "measurement configuration [null]");
+  Options::AddUuid(app, "--measurement", measurement_, "measurement, for a single result [random]");
+  Options::AddUuid(app, "--job", job_, "job-data entry [the measurement]; files do not carry it");
+  Options::AddTime(app, "--time", time_, "time of the first sample: RFC 3339, or microseconds since 1970 [now]");
+  Options::AddSignalType(app, signalType_, "kind of signal [raw_time_signal]:\n" + Names::List(Names::SignalTypes()));
+}
+
+Recording Importer::Read(InputFile const& file) const
+{
+  Recording recording = SoundContainer::Recognise(file) ? ReadSound(file) : ReadCsv(file);
+  if (SampleCountOf(recording.channels.front()) == 0)
+    throw ToolError(ExitCode::Unreadable, "holds no samples");
+  return recording;
+}
+
+Recording Importer::ReadSound(InputFile const& file) const
+{
+  if (type_ || !column_.empty())
+    throw ToolError(ExitCode::Usage, "is a sound file: --type and --column are for CSV files");
+  constexpr unsigned long long kBeyondAnyChannel = 1000000;
+  SoundFile::ReadOptions options;
+  options.acceptCut = acceptCut_;
+  if (channel_)
+    options.channel = static_cast<unsigned int>(std::min(*channel_, kBeyondAnyChannel));
+  Recording recording = SoundFile::Read(file, options);
+  RemarkRate(recording);
+  return recording;
+}
+
+Recording Importer::ReadCsv(InputFile const& file) const
+{
+  if (channel_)
+    throw ToolError(ExitCode::Usage, "is no sound file: --channel is for sound files, --column for CSV files");
+  if (!rate_ && !deltaX_)
+    throw ToolError(ExitCode::Usage, "is a CSV file, which has no sampling rate: give --rate or --delta-x");
+  return CsvFile::Read(file, {column_, type_});
+}
+
+/// The user should know when what he gave is not used.
+void Importer::RemarkRate(Recording& recording) const
+{
+  bool const asGiven = rate_ == recording.rate || (deltaX_ && *deltaX_ == 1 / *recording.rate);
+  if ((rate_ || deltaX_) && !asGiven && !overrideRate_)
+    recording.remarks.push_back("keeps its own rate of " + Text::Shortest(*recording.rate) +
+                                " Hz; --override-rate replaces it");
+}
+
+double Importer::SampleSpacing(Recording const& recording) const
+{
+  if (recording.rate && !(overrideRate_ && (rate_ || deltaX_)))
+    return 1 / *recording.rate;
+  return deltaX_ ? *deltaX_ : 1 / *rate_;
+}
+
+TimeSignal Importer::MakeSignal(Recording const& recording, std::size_t channel) const
+{
+  SampleArray const& samples = recording.channels[channel];
+  Uuid const measurement = measurement_ ? *measurement_ : Uuid::CreateUuid();
+  Uuid job = job_.value_or(measurement);
+  if (job.IsNull())
+    job = Uuid::CreateUuid();
+  return {signalType_.value_or(raw_time_signal),
+          config_.value_or(Uuid()),
+          measurement,
+          SampleSpacing(recording),
+          scale_.value_or(defaultScale_),
+          offset_.value_or(0),
+          time_.value_or(now_),
+          unit_.value_or(Uuid()),
+          std::string(),
+          SampleTypeOf(samples),
+          SampleCountOf(samples),
+          SampleBytesOf(samples),
+          job};
+}

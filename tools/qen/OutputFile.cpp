@@ -1,0 +1,230 @@
+#include "OutputFile.h"
+
+#include "ExitCode.h"
+#include "Text.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+namespace fs = std::filesystem;
+
+/// The file that a signal must not leave behind; empty when there is none. Read by the handler.
+std::array<char, 4096> pendingFile;
+
+constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+
+extern "C" void RemovePendingFile(int signal)
+{
+  if (pendingFile[0] != '\0')
+    unlink(pendingFile.data());
+  raise(signal); // the handler is gone by now: ends the process as the signal does
+}
+
+/// Keeps ending signals away while the temporary file and its entry above change together.
+class SignalsHeld
+{
+public:
+  SignalsHeld()
+  {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (int signal : kEndingSignals)
+      sigaddset(&ending, signal);
+    sigprocmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(SignalsHeld const&) = delete;
+  SignalsHeld& operator=(SignalsHeld const&) = delete;
+
+private:
+  sigset_t before_;
+};
+
+void RemovePendingFileOnSignals()
+{
+  for (int signal : kEndingSignals)
+  {
+    struct sigaction action;
+    // A signal that the caller of the tool chose to ignore (nohup) stays ignored.
+    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+      continue;
+    action.sa_handler = &RemovePendingFile;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+/// @return 0, or the error number
+int WriteAll(int descriptor, char const* bytes, std::size_t count)
+{
+  while (count > 0)
+  {
+    ssize_t const written = write(descriptor, bytes, count);
+    if (written < 0 && errno == EINTR)
+      continue;
+    if (written <= 0)
+      return written == 0 ? ENOSPC : errno;
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
+  }
+  return 0;
+}
+
+std::string FolderOf(std::string const& path)
+{
+  std::string const folder = fs::path(path).parent_path().native();
+  return folder.empty() ? "." : folder;
+}
+} // namespace
+
+OutputFile::OutputFile(std::string const& target, Existing existing)
+  : target_(target), existing_(existing), isStream_(target == "-")
+{
+  std::error_code ignored;
+  fs::file_status const status = isStream_ ? fs::file_status() : fs::status(target_, ignored);
+  if (fs::is_directory(status))
+    throw ToolError(ExitCode::Disk, Text::Printable(target_) + " is a directory, not a file to write");
+  isStream_ = isStream_ || (fs::exists(status) && !fs::is_regular_file(status));
+  if (!isStream_ && fs::exists(status))
+  {
+    if (existing_ == Existing::Refuse)
+      Fail("not written", EEXIST);
+    target_ = fs::canonical(target_).native(); // through links, so that the file itself is replaced
+  }
+  Create(isStream_ ? fs::temp_directory_path(ignored).native() : FolderOf(target_));
+}
+
+OutputFile::~OutputFile()
+{
+  Remove();
+  if (descriptor_ >= 0)
+    close(descriptor_);
+}
+
+void OutputFile::Create(std::string const& folder)
+{
+  folder_ = folder;
+  std::string name = folder_ + "/.qen-XXXXXX";
+  RemovePendingFileOnSignals();
+  SignalsHeld const held;
+  descriptor_ = mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor_ < 0)
+    Fail("cannot be written", errno);
+  temporary_ = name;
+  if (temporary_.size() < pendingFile.size())
+    pendingFile[temporary_.copy(pendingFile.data(), temporary_.size())] = '\0';
+}
+
+void OutputFile::Write(void const* bytes, std::size_t count)
+{
+  if (int const error = WriteAll(descriptor_, static_cast<char const*>(bytes), count); error != 0)
+    Fail("cannot be written", error);
+}
+
+void OutputFile::Commit()
+{
+  if (isStream_)
+  {
+    Remove();
+    CopyToTarget();
+    return;
+  }
+  SetMode();
+  if (fsync(descriptor_) != 0)
+    Fail("cannot be brought to the disk", errno);
+  Rename();
+  int const folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // Some file systems cannot synchronise folders: they answer EINVAL.
+  bool const synchronised = folder >= 0 && (fsync(folder) == 0 || errno == EINVAL);
+  int const error = errno;
+  if (folder >= 0)
+    close(folder);
+  if (!synchronised && folder >= 0)
+    Fail("was written, but its folder cannot be brought to the disk", error);
+}
+
+/// Owner and mode of the file that is replaced, or those of any new file. File systems without them refuse, and only
+/// the superuser gives files away; the contents matter more.
+void OutputFile::SetMode()
+{
+  struct stat status;
+  if (stat(target_.c_str(), &status) == 0)
+  {
+    [[maybe_unused]] int const ignored = fchown(descriptor_, status.st_uid, status.st_gid);
+    fchmod(descriptor_, status.st_mode & 07777);
+    return;
+  }
+  mode_t const mask = umask(0);
+  umask(mask);
+  fchmod(descriptor_, 0666 & ~mask);
+}
+
+void OutputFile::Rename()
+{
+  SignalsHeld const held;
+  int result = -1;
+  if (existing_ == Existing::Refuse)
+  {
+    result = renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
+    if (result != 0 && errno == EEXIST)
+      Fail("not written", EEXIST);
+  }
+  if (result != 0) // to be replaced, or a file system that cannot refuse by itself
+    result = std::rename(temporary_.c_str(), target_.c_str());
+  if (result != 0)
+    Fail("cannot be written", errno);
+  temporary_.clear();
+  pendingFile[0] = '\0';
+}
+
+void OutputFile::CopyToTarget()
+{
+  bool const isStandardOutput = target_ == "-";
+  if (isStandardOutput)
+    std::fflush(stdout);
+  int const out = isStandardOutput ? dup(STDOUT_FILENO) : open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  if (out < 0)
+    Fail("cannot be opened", errno);
+  std::array<char, 65536> buffer;
+  int error = lseek(descriptor_, 0, SEEK_SET) < 0 ? errno : 0;
+  ssize_t count = 0;
+  while (error == 0 && (count = read(descriptor_, buffer.data(), buffer.size())) > 0)
+    error = WriteAll(out, buffer.data(), static_cast<std::size_t>(count));
+  if (count < 0)
+    error = errno;
+  if (close(out) != 0 && error == 0)
+    error = errno;
+  if (error != 0)
+    Fail("cannot be written", error);
+}
+
+void OutputFile::Remove()
+{
+  if (temporary_.empty())
+    return;
+  SignalsHeld const held;
+  unlink(temporary_.c_str());
+  temporary_.clear();
+  pendingFile[0] = '\0';
+}
+
+std::string OutputFile::Show(std::string const& target)
+{
+  return target == "-" ? "standard output" : Text::Printable(target);
+}
+
+void OutputFile::Fail(char const* doing, int error) const
+{
+  std::string const reason = error == EEXIST ? "the file exists, --force replaces it" : std::strerror(error);
+  throw ToolError(ExitCode::Disk, Show(target_) + " " + doing + ": " + reason);
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// A result that appears complete or not at all.
+///
+/// Everything is written into a temporary file in the target's folder; Commit brings it to the disk, gives it the
+/// target's name in one step and brings the folder to the disk. Until then the target is as it was, and whatever ends
+/// this object early (an exception, SIGINT, SIGTERM or SIGHUP) removes the temporary file.
+///
+/// The target "-" is standard output. For it and for targets that are no ordinary files (devices, pipes) the temporary
+/// file lies in the system's folder for such files and Commit copies it.
+///
+/// One object at a time. Failures are ToolError with the status Disk and a text that names the target.
+class OutputFile
+{
+public:
+  enum class Existing
+  {
+    Refuse,
+    Replace
+  };
+
+  OutputFile(std::string const& target, Existing existing);
+  ~OutputFile();
+  OutputFile(OutputFile const&) = delete;
+  OutputFile& operator=(OutputFile const&) = delete;
+
+  /// The file to write into, by name or by descriptor.
+  std::string const& TemporaryPath() const { return temporary_; }
+  int Descriptor() const { return descriptor_; }
+  void Write(void const* bytes, std::size_t count);
+
+  void Commit();
+
+  /// A target as messages name it.
+  static std::string Show(std::string const& target);
+
+private:
+  void Create(std::string const& folder);
+  void SetMode();
+  void Rename();
+  void CopyToTarget();
+  void Remove();
+  [[noreturn]] void Fail(char const* doing, int error) const;
+
+  std::string target_;
+  std::string folder_;
+  std::string temporary_;
+  Existing existing_;
+  int descriptor_ = -1;
+  bool isStream_ = false;
+};

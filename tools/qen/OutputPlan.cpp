@@ -1,0 +1,49 @@
+#include "OutputPlan.h"
+
+#include "ExitCode.h"
+#include "Text.h"
+
+#include <filesystem>
+
+void OutputPlan::AddOptions(CLI::App& app)
+{
+  auto* const file =
+      app.add_option("-o,--output", file_, "write to this file; - is standard output")->type_name("FILE")->take_last();
+  app.add_option("-d,--directory", directory_, "write into this folder, which is made when it is missing")
+      ->type_name("DIR")
+      ->take_last()
+      ->excludes(file);
+  app.add_flag("--force", force_, "replace files that exist");
+}
+
+OutputFile::Existing OutputPlan::Existing() const
+{
+  return force_ ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse;
+}
+
+void OutputPlan::RequireRoomFor(std::size_t results) const
+{
+  if (HasFile() && results > 1)
+    throw ToolError(ExitCode::Usage,
+                    "-o names one file for " + std::to_string(results) + " results; -d names a folder");
+}
+
+std::string OutputPlan::Target(std::string const& input, std::string const& suffix, std::string const& extension)
+{
+  namespace fs = std::filesystem;
+  if (HasFile())
+    return file_;
+  if (input == "-" && !HasDirectory())
+    throw ToolError(ExitCode::Usage, "standard input needs -o or -d");
+  std::string const stem = input == "-" ? "stdin" : fs::path(input).stem().native();
+  std::error_code error;
+  if (HasDirectory())
+    fs::create_directories(directory_, error);
+  if (error)
+    throw ToolError(ExitCode::Disk, Text::Printable(directory_) + " cannot be made: " + error.message());
+  fs::path const folder = HasDirectory() ? fs::path(directory_) : fs::path(input).parent_path();
+  std::string target = (folder / (stem + suffix + extension)).native();
+  if (!taken_.insert(fs::path(target).lexically_normal().native()).second)
+    throw ToolError(ExitCode::Disk, Text::Printable(target) + " not written: another input of this call has that name");
+  return target;
+}

@@ -1,0 +1,129 @@
+#include "RoundTrip.h"
+
+#include "CsvFile.h"
+#include "Exporter.h"
+#include "SameValues.h"
+#include "SignalFile.h"
+#include "SoundFile.h"
+#include "Statistics.h"
+#include "Verification.h"
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+
+namespace
+{
+double MillisecondsOf(std::function<void()> const& work)
+{
+  auto const start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// A signal like another with other samples.
+TimeSignal WithSamples(TimeSignal const& signal, SampleArray const& samples)
+{
+  timesignal_bin_t const& header = *signal.GetHeader();
+  return {header.SignalType,
+          SignalFile::ToUuid(header.MeasurementConfigUuid),
+          SignalFile::ToUuid(header.MeasurementUuid),
+          header.DeltaX,
+          header.ScalingFactor,
+          header.Offset,
+          header.TimeStamp,
+          SignalFile::ToUuid(header.UnitUuid),
+          signal.GetUnitString(),
+          SampleTypeOf(samples),
+          SampleCountOf(samples),
+          SampleBytesOf(samples),
+          signal.GetJobDataUuid()};
+}
+
+double RmsOf(TimeSignal signal) { return StatisticsOf(signal).rms; }
+} // namespace
+
+RoundTrip::RoundTrip(TimeSignal const& original, std::string stem, OutputFile::Existing existing)
+  : original_(original), stem_(std::move(stem)), existing_(existing), rms_(RmsOf(original))
+{
+}
+
+std::vector<FormResult> RoundTrip::StoreAll()
+{
+  TimeSignal centred = original_;
+  centred.ExtractOffset();
+  std::vector<FormResult> results;
+  results.push_back(Store(original_, no_compression, "as imported", "-imported"));
+  results.push_back(Store(centred, no_compression, "offset removed", "-centred"));
+  results.push_back(Store(centred, zlib, "  and zlib", "-zlib"));
+  results.push_back(Store(centred, gzip, "  and gzip", "-gzip"));
+  for (FormResult& result : results)
+    result.ratio = static_cast<double>(result.fileSize) / static_cast<double>(results.front().fileSize);
+  return results;
+}
+
+FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char const* name, char const* suffix)
+{
+  std::string const path = stem_ + suffix + SignalFile::kExtension;
+  FormResult result;
+  result.name = name;
+  result.writeMilliseconds = MillisecondsOf(
+      [&]
+      {
+        OutputFile output(path, existing_);
+        SignalFile::Write(signal, compression, output);
+        output.Commit();
+      });
+  InputFile const written(path);
+  TimeSignal read;
+  result.readMilliseconds = MillisecondsOf(
+      [&]
+      {
+        read = SignalFile::Read(written, signal.GetJobDataUuid());
+        read.Uncompress();
+      });
+  result.fileSize = written.Size();
+  result.rmsBefore = rms_;
+  result.rmsAfter = RmsOf(read);
+  Verification const verification = Verify(written);
+  if (!verification.IsGood())
+    result.problem = verification.damage.front().text;
+  else if (FirstDifference(original_, read))
+    result.problem = "other values";
+  return result;
+}
+
+FormResult RoundTrip::Export(Recording const& recording, std::size_t channel, bool asWav)
+{
+  FormResult result;
+  result.name = asWav ? "exported to WAV" : "exported to CSV";
+  std::string const path = stem_ + (asWav ? "-exported.wav" : "-exported.csv");
+  result.writeMilliseconds = MillisecondsOf([&] { WriteExport(path, recording, asWav); });
+  InputFile const written(path);
+  SampleArray const& samples = recording.channels[channel];
+  Recording again;
+  result.readMilliseconds = MillisecondsOf(
+      [&] {
+        again = asWav ? SoundFile::Read(written, {}) : CsvFile::Read(written, {"", SampleTypeOf(samples)});
+      });
+  result.fileSize = written.Size();
+  result.rmsBefore = rms_;
+  result.rmsAfter = RmsOf(WithSamples(original_, again.channels.front()));
+  if (!SameSamples(samples, again.channels.front()))
+    result.problem = "other samples";
+  return result;
+}
+
+void RoundTrip::WriteExport(std::string const& path, Recording const& recording, bool asWav)
+{
+  OutputFile output(path, existing_);
+  Exporter::Options options;
+  if (asWav)
+  {
+    options.rate = static_cast<unsigned long long>(std::max(1.0, recording.rate.value_or(1)));
+    Exporter::WriteWav(original_, options, output);
+  }
+  else
+    Exporter::WriteCsv(original_, options, output);
+  output.Commit();
+}

@@ -1,0 +1,99 @@
+#include "Command.h"
+#include "InputFiles.h"
+#include "Json.h"
+#include "SignalFile.h"
+#include "Text.h"
+#include "Verification.h"
+
+namespace
+{
+constexpr char const* kExtensions[] = {SignalFile::kExtension};
+
+constexpr char kDetails[] =
+    "Checks the sizes, the header checksum, versions and enumerations, the sample checksum, the stream of\n"
+    "compressed samples (decoded in full), and the number of samples against the bytes. One line a file:\n"
+    "\"FILE: good\", or \"FILE: damaged: PART: finding\" for each finding; the parts are size, header,\n"
+    "samples and stream. Remarks on what is allowed but doubtful (null UUIDs, a spacing of 0) stand behind\n"
+    "\"good\". With -q only damaged files are listed.\n"
+    "The checksums are 16-bit exclusive ors: they see every single wrong bit, but not swapped words.\n\n"
+    "Examples:\n"
+    "  qen verify signals && echo all good\n"
+    "  qen verify --json *.qts";
+
+class VerifyCommand : public Command
+{
+public:
+  void Define(CLI::App& app) override
+  {
+    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
+    app.add_flag("--json", json_, "print JSON Lines (qen.verify/1)");
+  }
+
+  ExitCode Run(Report& report) override
+  {
+    InputFiles const inputs = InputFiles::Expand(arguments_, kExtensions);
+    ExitCode const code = inputs.ForEach(report, [&](std::string const& file) { return VerifyFile(file, report); });
+    if (inputs.files.size() > 1)
+      report.Say(Text::Counted(inputs.files.size(), "file") + ": " + std::to_string(good_) + " good, " +
+                 std::to_string(damaged_) + " damaged, " + std::to_string(inputs.files.size() - good_ - damaged_) +
+                 " unreadable");
+    return code;
+  }
+
+private:
+  ExitCode VerifyFile(std::string const& file, Report& report)
+  {
+    InputFile const input(file);
+    Verification const verification = Verify(input);
+    if (verification.header)
+      report.Detail(file, SignalFile::Summary(*verification.header));
+    if (json_)
+      report.Data(Describe(file, verification));
+    else
+      Print(file, verification, report);
+    ++(verification.IsGood() ? good_ : damaged_);
+    return verification.IsGood() ? ExitCode::Good : ExitCode::Difference;
+  }
+
+  static void Print(std::string const& file, Verification const& verification, Report& report)
+  {
+    std::string const name = Text::Printable(file) + ": ";
+    for (Verification::Finding const& finding : verification.damage)
+      report.Data(name + "damaged: " + finding.part + ": " + finding.text);
+    if (!verification.IsGood() || report.IsQuiet())
+      return;
+    std::vector<std::string> remarks;
+    for (Verification::Finding const& finding : verification.remarks)
+      remarks.push_back(finding.text);
+    report.Data(name + "good" + (remarks.empty() ? "" : " (" + Text::Join(remarks, ", ") + ")"));
+  }
+
+  static Json List(std::vector<Verification::Finding> const& findings)
+  {
+    Json list = Json::array();
+    for (Verification::Finding const& finding : findings)
+      list.push_back({{"part", finding.part}, {"text", finding.text}});
+    return list;
+  }
+
+  static std::string Describe(std::string const& file, Verification const& verification)
+  {
+    Json object = JsonText::Object("qen.verify/1");
+    JsonText::AddPath(object, "file", file);
+    object["good"] = verification.IsGood();
+    object["file_size"] = verification.fileSize;
+    object["damage"] = List(verification.damage);
+    object["remarks"] = List(verification.remarks);
+    return JsonText::Line(object);
+  }
+
+  std::vector<std::string> arguments_;
+  bool json_ = false;
+  std::size_t good_ = 0;
+  std::size_t damaged_ = 0;
+};
+} // namespace
+
+extern CommandEntry const kVerifyCommand;
+CommandEntry const kVerifyCommand = {"verify", "check time signal files and say which part is damaged", kDetails,
+                                     &MakeCommand<VerifyCommand>};

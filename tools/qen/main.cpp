@@ -1,0 +1,162 @@
+#include "Command.h"
+#include "Report.h"
+#include "Text.h"
+
+#include <csignal>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+constexpr char kIntroduction[] =
+    "Time signal files (.qts): measured machine vibration, one signal a file, exact and checksummed.\n"
+    "Makes them from WAV and CSV recordings, shows, checks and converts them, and gives recordings back.\n";
+constexpr char kClosing[] =
+    "Data goes to standard output, messages to standard error. FILE may be a directory, which stands for\n"
+    "all files below it, and - is standard input or output.\n"
+    "Exit status: 0 good, 1 damage or a difference found, 2 wrong usage, 3 unreadable input,\n"
+    "4 some inputs done and some not, 5 a result cannot be written.\n\n"
+    "qen COMMAND --help explains a command with examples. Start with: qen demo";
+
+/// Help that names each option's value and nothing more.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+  HelpFormatter()
+  {
+    constexpr std::size_t kColumnWidth = 28;
+    column_width(kColumnWidth);
+    label("SUBCOMMAND", "COMMAND");
+    label("Positionals", "Arguments");
+  }
+  std::string make_option_opts(CLI::Option const* option) const override
+  {
+    return option->get_type_name().empty() ? "" : " " + option->get_type_name();
+  }
+};
+
+/// The command that was chosen, with the options that every command has.
+struct Selection
+{
+  std::vector<std::unique_ptr<Command>> commands;
+  Command* chosen = nullptr;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+void AddCommand(CLI::App& app, CommandEntry const& entry, Selection& selection)
+{
+  CLI::App* const sub = app.add_subcommand(entry.name, entry.summary);
+  sub->group("Commands");
+  sub->footer(entry.details);
+  sub->set_help_flag("-h,--help", "show this help");
+  Command* const command = selection.commands.emplace_back(entry.make()).get();
+  command->Define(*sub);
+  auto* const quiet = sub->add_flag("-q,--quiet", selection.quiet, "say nothing but errors");
+  sub->add_flag("-v,--verbose", selection.verbose, "say more")->excludes(quiet);
+  sub->callback([&selection, command] { selection.chosen = command; });
+}
+
+/// The arguments, in the reverse order in which CLI11 wants them.
+std::vector<std::string> Arguments(int argc, char const* const* argv)
+{
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  if (!arguments.empty() && arguments[0] == "help") // qen help [COMMAND]
+  {
+    arguments.erase(arguments.begin());
+    arguments.emplace_back("--help");
+  }
+  // CLI11 has a use of its own for "[a,b]" and "++", which may be names of files.
+  for (std::size_t i = 1; i < arguments.size(); ++i)
+  {
+    std::string& argument = arguments[i];
+    bool const isTaken = argument == "++" || (argument.starts_with('[') && argument.ends_with(']'));
+    if (isTaken && arguments[i - 1] != "--column")
+      argument.insert(0, "./");
+  }
+  return {arguments.rbegin(), arguments.rend()};
+}
+
+ExitCode ReportParseResult(CLI::App& app, CLI::ParseError const& result, std::string const& firstArgument,
+                           Report& report)
+{
+  std::ostringstream text;
+  if (result.get_exit_code() == 0)
+  {
+    app.exit(result, text, text);
+    std::string help = text.str();
+    while (help.ends_with('\n'))
+      help.pop_back();
+    report.Data(help);
+    return ExitCode::Good;
+  }
+  bool const hasCommand = !app.get_subcommands().empty();
+  if (firstArgument.empty())
+    report.Error("which command?\n\n" + app.help());
+  else if (!hasCommand)
+    report.Error("there is no command or option \"" + Text::Printable(firstArgument) + "\" (qen --help explains)");
+  else
+    report.Error(Text::Printable(result.what()) + " (qen" +
+                 (hasCommand ? " " + app.get_subcommands().front()->get_name() : "") + " --help explains)");
+  return ExitCode::Usage;
+}
+
+ExitCode Run(int argc, char const* const* argv, Report& report)
+{
+  CLI::App app(kIntroduction, "qen");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.set_help_flag("-h,--help", "show this help");
+  app.footer(kClosing);
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "qen " QEN_VERSION, "show the version");
+  Selection selection;
+  for (CommandEntry const* entry : CommandTable())
+    AddCommand(app, *entry, selection);
+  try
+  {
+    app.parse(Arguments(argc, argv));
+  }
+  catch (CLI::ParseError const& result)
+  {
+    return ReportParseResult(app, result, argc > 1 ? argv[1] : "", report);
+  }
+  report.SetLevel(selection.quiet     ? Report::Level::Quiet
+                  : selection.verbose ? Report::Level::Verbose
+                                      : Report::Level::Normal);
+  return selection.chosen->Run(report);
+}
+
+/// Runs the tool; whatever no command caught becomes a message.
+ExitCode RunGuarded(int argc, char const* const* argv, Report& report)
+{
+  try
+  {
+    return Run(argc, argv, report);
+  }
+  catch (ToolError const& error)
+  {
+    report.Error(error.what());
+    return error.Code();
+  }
+  catch (std::exception const& error)
+  {
+    report.Error(error.what());
+    return ExitCode::Unreadable;
+  }
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+  std::signal(SIGXFSZ, SIG_IGN); // a file beyond the limit is an error of writing like a full disk
+  Report report;
+  ExitCode code = RunGuarded(argc, argv, report);
+  if (!report.Finish())
+  {
+    report.Error("standard output cannot be written");
+    code = ExitCode::Disk;
+  }
+  return static_cast<int>(code);
+}
