@@ -8,8 +8,7 @@
 #include <memory>
 #include <span>
 
-/// One verb of the tool. An object lives for one call: the options are defined, the command line is read, the command
-/// runs.
+/// One verb of the tool. An object lives for one call: options are defined, the command line is read, the command runs.
 class Command
 {
 public:

@@ -17,9 +17,8 @@ struct ReadOptions
   std::optional<sample_datatype32_t> type; ///< without it the smallest that holds all values
 };
 
-/// Reads one column. Lines that begin with # and blank lines before the first value are skipped; a first line whose
-/// column is no number names the columns. Columns are separated by comma, semicolon or tab and may stand in double
-/// quotes.
+/// Reads one column. Lines that begin with # and blank lines before the first value are skipped; a first line
+/// without numbers names the columns. Comma, semicolon or tab separate columns; double quotes may enclose them.
 ///
 /// Integers become the smallest of int16, int32 and int64 that holds them all; one decimal point, exponent or "nan"
 /// makes all values float64. A decimal text with more digits than float64 holds is rounded, with a remark; everything

@@ -4,8 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// Numbers as text, read exactly and without a locale: "12", "-3.5", "+1e-3", "nan", "inf". Nothing may stand around
-/// them.
+/// Numbers as text, read exactly and without a locale: "12", "-3.5", "+1e-3", "nan", "inf"; no blanks around.
 namespace DecimalNumber
 {
 /// Whether the text consists of digits behind an optional sign. "-0" does not count: no integer holds its sign.

@@ -14,8 +14,7 @@ enum class ExitCode : int
   Disk = 5        ///< a result could not be written
 };
 
-/// A failure with the exit status that it leads to. The text is one line without the input's name, which the caller
-/// knows.
+/// A failure with the exit status that it leads to. The text is one line; the input's name is left out.
 class ToolError : public std::runtime_error
 {
 public:

@@ -5,8 +5,7 @@
 #include <vector>
 
 /// A file that is open for reading at any place. "-" is standard input; what cannot be read at any place (pipes,
-/// terminals, devices) is first copied into an unnamed temporary file. Failures are ToolError with the status
-/// Unreadable.
+/// terminals, devices) is first copied into an unnamed temporary file. Failures are ToolError, Unreadable.
 class InputFile
 {
 public:

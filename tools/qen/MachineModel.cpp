@@ -94,8 +94,7 @@ private:
   std::vector<Phasor> phasors_;
 };
 
-/// The structure that rings after each strike: one decaying phasor, to which strikes add at their own time between
-/// samples.
+/// The ringing structure: a decaying phasor, to which strikes add at their own time between samples.
 class Bearing
 {
 public:

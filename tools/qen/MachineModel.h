@@ -13,9 +13,8 @@
 /// shaft, broadband noise and the constant bias of a sensor:
 ///
 ///   x(t) = bias + sum over h of a(h) sin(2 pi h f_shaft t)
-///               + sum over strikes i with t(i) <= t of A(i) exp(-zeta w s) sin(w s),  s = t - t(i),  w = 2 pi
-///               f_resonance
-///               + noise
+///               + sum over strikes i with t(i) <= t of A(i) exp(-zeta w s) sin(w s)
+///               + noise,                                     s = t - t(i),  w = 2 pi f_resonance
 ///   t(i+1) = t(i) + (1 + slip g) / f_outer,  A(i) = strength (1 + spread g),  g of zero mean and unit variance
 ///
 /// The same seed gives the same samples on every processor and with every library: only +, -, x, / of doubles are used,

@@ -9,8 +9,7 @@
 #include <optional>
 #include <string>
 
-/// Options whose values are checked and converted while the command line is read. Numbers are read exactly and without
-/// a locale.
+/// Options whose values are checked and converted while the command line is read, numbers exactly and without a locale.
 namespace Options
 {
 CLI::Option* AddNumber(CLI::App& app, std::string const& name, std::optional<double>& value, std::string const& help);

@@ -23,8 +23,7 @@ T SampleAt(std::span<unsigned char const> bytes, std::size_t index)
 template <class T>
 bool IsInteger(double value, T integer)
 {
-  // The type's limits as powers of two are exact in double; the range comes first because conversions beyond it are
-  // undefined.
+  // The type's limits as powers of two are exact in double. The range comes first: conversions beyond it are undefined.
   double const end = std::ldexp(1.0, std::numeric_limits<T>::digits);
   double const begin = std::signed_integral<T> ? -end : 0.0;
   return value >= begin && value < end && value == std::trunc(value) && static_cast<T>(value) == integer;

@@ -11,7 +11,6 @@
 /// when an offset was removed each sample may differ by the rounding of one subtraction in the type of `before`.
 ///
 /// @param before,after  uncompressed
-/// @return the index of the first sample that differs, SampleCount of the shorter signal when only the lengths or the
-/// scaling
-///         factors differ, nothing when all are the same
+/// @return the index of the first sample that differs; SampleCount of the shorter signal when only the lengths or the
+///         scaling factors differ; nothing when all are the same
 std::optional<unsigned long long> FirstDifference(TimeSignal const& before, TimeSignal const& after);

@@ -17,6 +17,7 @@
 namespace
 {
 using Handle = std::unique_ptr<SNDFILE, decltype(&sf_close)>;
+
 [[noreturn]] void Refuse(std::string const& text) { throw ToolError(ExitCode::Unreadable, text); }
 
 /// libsndfile's name of a container or of an encoding.
@@ -70,9 +71,7 @@ unsigned int StoredSize(int format)
 class FrameReader
 {
 public:
-  /// @param mostFrames  no more than the file can hold; at which to stop, as libsndfile takes what pads a Wave64 chunk
-  /// for
-  ///                    samples
+  /// @param mostFrames  where to stop, no more than the file can hold; libsndfile goes on into a Wave64 chunk's padding
   FrameReader(SNDFILE* sound, SF_INFO const& info, int firstChannel, unsigned long long mostFrames,
               std::vector<SampleArray>& channels)
     : sound_(sound), width_(info.channels), firstChannel_(static_cast<std::size_t>(firstChannel)), left_(mostFrames),
@@ -107,8 +106,7 @@ public:
   }
 
 private:
-  /// `read(buffer, frames)` gives the number of frames read, `store(value)` the sample that a delivered value stands
-  /// for.
+  /// `read(buffer, frames)` gives the number of frames read, `store(value)` the sample for a delivered value.
   template <class Sample, class ReadBlock, class Store>
   void ReadAs(ReadBlock read, Store store)
   {
@@ -281,8 +279,7 @@ void SoundFile::Write(int descriptor, std::span<unsigned char const> bytes, samp
   Handle sound = Open(descriptor, SFM_WRITE, info);
   if (sound == nullptr)
     throw ToolError(ExitCode::Disk, std::string("WAV file cannot be written: ") + sf_strerror(nullptr));
-  // The chunk of peaks that floating-point files get otherwise carries the time of writing: no two files would be
-  // equal.
+  // The chunk of peaks that floating-point files get otherwise carries the time of writing: no two would be equal.
   sf_command(sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   WriteSamples(sound.get(), bytes, format);
   if (sf_close(sound.release()) != 0)

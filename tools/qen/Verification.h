@@ -27,8 +27,7 @@ struct Verification
 };
 
 /// Checks a whole file: sizes, header checksum, versions and enumerations, sample checksum, the stream of compressed
-/// samples (decoded in full), and the number of samples against the bytes. Takes constant memory, whatever the file
-/// says.
+/// samples (decoded in full), and the number of samples against the bytes. Takes constant memory.
 Verification Verify(InputFile const& file);
 /// The part of it that the header alone tells.
 Verification VerifyHeader(InputFile const& file);

@@ -13,7 +13,8 @@ import unittest
 import uuid
 from array import array
 
-COMMAND = shlex.split(os.environ.get("QEN_COMMAND", "qen"))
+# The tests run in folders of their own: paths become absolute.
+COMMAND = [os.path.abspath(word) if os.path.exists(word) else word for word in shlex.split(os.environ.get("QEN_COMMAND", "qen"))]
 
 # name: (number in the header, struct letter)
 SAMPLE_TYPES = {

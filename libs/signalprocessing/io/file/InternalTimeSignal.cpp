@@ -477,8 +477,9 @@ std::span<unsigned char const> InternalTimeSignal::samplesToCompress(std::vector
   // A short array: the stream must hold what the header promises to those who uncompress it, but no more than it can
   // mean.
   unsigned long long const size = sampleSize(record_.SampleType);
-  unsigned long long const samples = size == 0 ? 0 : std::min(record_.SampleCount, kMaxSampleBytes / size);
-  unsigned long long const needed = std::min(record_.DataArrayByteCount, samples * size);
+  if (size == 0 || record_.SampleCount > kMaxSampleBytes / size)
+    return stored;
+  unsigned long long const needed = std::min(record_.DataArrayByteCount, record_.SampleCount * size);
   if (needed <= stored.size())
     return stored;
   padded.resize(memorySize(needed));
