@@ -204,14 +204,16 @@ public:
   }
 
   /// The bytes that compressing takes: the stored ones, and zeros for announced samples that are not there, as far as
-  /// the announced bytes reach.
+  /// the announced bytes reach. A count that no signal can have gets none.
   unsigned long long ByteCountToCompress() const
   {
     if (!IsSampleType(Type()))
       return Stored().size();
     std::size_t const size = SampleSizeOf(static_cast<sample_datatype32_t>(Type()));
-    unsigned long long const needed = Count() > ~0ULL / size ? ~0ULL : Count() * size;
-    return std::max<unsigned long long>(Stored().size(), std::min(ByteCount(), needed));
+    constexpr unsigned long long kLargestSignal = 2147483647;
+    if (Count() > kLargestSignal / size)
+      return Stored().size();
+    return std::max<unsigned long long>(Stored().size(), std::min(ByteCount(), Count() * size));
   }
   Bytes BytesToCompress() const
   {

@@ -11,6 +11,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <span>
 #include <vector>
 
 namespace
@@ -534,6 +535,22 @@ TEST(LyingByteCount, MissingSampleArrayIsCompressedAsZeros)
       signal.GetHeader()->DataArrayByteCount = announced;
       signal.Compress(form);
       EXPECT_EQ(FlatOf(signal), FlatRecord(data_int16_t, form, 50, PlatformStream(Bytes(100, 0), form))) << announced;
+    }
+}
+
+TEST(LyingByteCount, CountThatNoSignalCanHaveAddsNoZeros)
+{
+  Bytes const raw = SampleBytes(data_int16_t, 50);
+  for (compression32_t const form : {zlib, gzip})
+    for (unsigned long long const samples : {1ULL << 30, 1ULL << 60, ~0ULL})
+    {
+      InternalTimeSignal signal = SignalOf(FlatRecord(data_int16_t, no_compression, 50, raw));
+      signal.GetHeader()->DataArrayByteCount = 1ULL << 62;
+      signal.GetHeader()->SampleCount = samples;
+      signal.Compress(form);
+      std::span<unsigned char const> const stored = signal.GetStoredSamples();
+      EXPECT_EQ(Bytes(stored.begin(), stored.end()), PlatformStream(raw, form)) << samples;
+      EXPECT_EQ(signal.GetHeader()->DataArrayByteCount, stored.size());
     }
 }
 
