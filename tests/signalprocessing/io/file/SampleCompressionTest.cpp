@@ -9,9 +9,9 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <span>
 #include <string>
 #include <utility>
-#include <span>
 #include <vector>
 
 namespace
