@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <source_location>
 #include <tuple>
 #include <utility>
 
@@ -37,16 +36,15 @@ struct ProcessState
 [[gnu::init_priority(200)]] ProcessState processState;
 
 TimeSignalException unknownDataType(sample_datatype32_t type, char const* sourceUnit = kSourceUnit,
-                                    std::source_location const& where = std::source_location::current())
+                                    int line = __builtin_LINE())
 {
-  return ExceptionFactory(sourceUnit, static_cast<int>(where.line()))
+  return ExceptionFactory(sourceUnit, line)
       .createException<TimeSignalException>("Unknown data type: %ld!", static_cast<long>(type));
 }
 
-TimeSignalException unknownCompression(compression32_t method,
-                                       std::source_location const& where = std::source_location::current())
+TimeSignalException unknownCompression(compression32_t method, int line = __builtin_LINE())
 {
-  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
+  return ExceptionFactory(kSourceUnit, line)
       .createException<TimeSignalException>("Unknown compression: %ld!", static_cast<long>(method));
 }
 

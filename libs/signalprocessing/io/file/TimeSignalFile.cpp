@@ -8,32 +8,26 @@
 #include <limits>
 #include <locale>
 #include <memory>
-#include <source_location>
 #include <span>
 
 namespace
 {
 constexpr char const kSourceUnit[] = "TimeSignalFile.cpp";
 
-TimeSignalFileException openingFailed(char const* path,
-                                      std::source_location const& where = std::source_location::current())
+TimeSignalFileException openingFailed(char const* path, int line = __builtin_LINE())
 {
-  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
-      .createException<TimeSignalFileException>("Error opening file %s!", path);
+  return ExceptionFactory(kSourceUnit, line).createException<TimeSignalFileException>("Error opening file %s!", path);
 }
 
-TimeSignalFileException writingFailed(char const* path,
-                                      std::source_location const& where = std::source_location::current())
+TimeSignalFileException writingFailed(char const* path, int line = __builtin_LINE())
 {
-  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
+  return ExceptionFactory(kSourceUnit, line)
       .createException<TimeSignalFileException>("Error writing to file %s!", path);
 }
 
-TimeSignalFileException readingFailed(char const* path,
-                                      std::source_location const& where = std::source_location::current())
+TimeSignalFileException readingFailed(char const* path, int line = __builtin_LINE())
 {
-  return ExceptionFactory(kSourceUnit, static_cast<int>(where.line()))
-      .createException<TimeSignalFileException>("Error reading file %s!", path);
+  return ExceptionFactory(kSourceUnit, line).createException<TimeSignalFileException>("Error reading file %s!", path);
 }
 
 /// A file whose bytes no locale of the program changes.
