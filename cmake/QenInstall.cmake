@@ -7,9 +7,13 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/BlockScale.h
   libs/signalprocessing/io/file/CentringOffset.h
   libs/signalprocessing/io/file/Checksum.h
+  libs/signalprocessing/io/file/DetailsWriter.h
+  libs/signalprocessing/io/file/PaddedBytes.h
   libs/signalprocessing/io/file/SampleKernels.h
   libs/signalprocessing/io/file/SampleTypes.h
+  libs/signalprocessing/io/file/TimeSignalErrors.h
   libs/utilities/VectorClones.h
+  libs/utilities/archive/SerializeErrors.h
   platform/PlatformError.h)
 
 include(CMakePackageConfigHelpers)

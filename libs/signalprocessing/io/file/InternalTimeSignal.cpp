@@ -9,6 +9,7 @@
 #include "signalprocessing/io/file/SampleKernels.h"
 #include "signalprocessing/io/file/SampleTypes.h"
 #include "signalprocessing/io/file/Synchronizer.h"
+#include "signalprocessing/io/file/TimeSignalErrors.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
 #include "utilities/exception/ExceptionFactory.h"
 
@@ -20,7 +21,11 @@
 
 namespace
 {
-constexpr char const kSourceUnit[] = "InternalTimeSignal.cpp";
+using TimeSignalErrors::kSourceUnit;
+using TimeSignalErrors::UnknownCompression;
+using TimeSignalErrors::UnknownDataType;
+using TimeSignalErrors::UnknownSignalType;
+
 constexpr char const kConversionSourceUnit[] = "InternalTimeSignal.h";
 constexpr unsigned long long kMaxSampleBytes = 2147483647;
 constexpr unsigned short kHeaderVersion = 2;
@@ -35,19 +40,6 @@ struct ProcessState
 // Before other static objects of a program that links the library statically: they may be time signals.
 [[gnu::init_priority(200)]] ProcessState processState;
 
-TimeSignalException unknownDataType(sample_datatype32_t type, char const* sourceUnit = kSourceUnit,
-                                    int line = __builtin_LINE())
-{
-  return ExceptionFactory(sourceUnit, line)
-      .createException<TimeSignalException>("Unknown data type: %ld!", static_cast<long>(type));
-}
-
-TimeSignalException unknownCompression(compression32_t method, int line = __builtin_LINE())
-{
-  return ExceptionFactory(kSourceUnit, line)
-      .createException<TimeSignalException>("Unknown compression: %ld!", static_cast<long>(method));
-}
-
 /// Bytes of one sample; 0 for an unknown type.
 unsigned char sampleSize(sample_datatype32_t type)
 {
@@ -60,14 +52,13 @@ unsigned char sampleSize(sample_datatype32_t type)
 void requireSignalType(signal32_t type)
 {
   if (type == 0 || type > order_analysis)
-    throw ExceptionFactory(kSourceUnit, __LINE__)
-        .createException<TimeSignalException>("Unknown signal type: %ld!", static_cast<long>(type));
+    throw UnknownSignalType(type);
 }
 
 void requireSampleType(sample_datatype32_t type)
 {
   if (type == 0 || type > data_uint64_t)
-    throw unknownDataType(type);
+    throw UnknownDataType(type);
 }
 
 void requireJobData(Uuid const& jobDataUuid)
@@ -110,7 +101,7 @@ void requireValidHeader(timesignal_bin_t const& record)
   if (record.Samples == nullptr && record.DataArrayByteCount != 0)
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Sample array missing!");
   if (record.Compression != no_compression && !isDeflate(record.Compression))
-    throw unknownCompression(record.Compression);
+    throw UnknownCompression(record.Compression);
   if (record.HeaderChecksum != headerChecksum(record))
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in header!");
 }
@@ -232,6 +223,8 @@ std::unique_ptr<std::vector<T>> makeVector(unsigned long long size)
   return std::make_unique<std::vector<T>>(static_cast<std::size_t>(size));
 }
 } // namespace
+
+MessageLogger* TimeSignalErrors::Logger() { return processState.logger; }
 
 InternalTimeSignal::InternalTimeSignal() : record_{}
 {
@@ -461,6 +454,21 @@ void InternalTimeSignal::installSamples(std::unique_ptr<unsigned char[]> samples
   installedByteCount_ = byteCount;
 }
 
+void InternalTimeSignal::rememberSampleSize()
+{
+  std::size_t const size = GetStoredSamples().size();
+  installedSamples_ = record_.Samples;
+  installedByteCount_ = size;
+}
+
+void InternalTimeSignal::takeRecord(std::unique_ptr<timesignal_bin_t> record)
+{
+  std::unique_ptr<unsigned char[]> samples(std::exchange(record->Samples, nullptr));
+  installSamples(nullptr, 0);
+  record_ = *record;
+  installSamples(std::move(samples), memorySize(record_.DataArrayByteCount));
+}
+
 void InternalTimeSignal::updateChecksums()
 {
   record_.DataChecksum = CalcDataChecksum();
@@ -492,7 +500,7 @@ void InternalTimeSignal::Compress(compression32_t method)
   if (method == no_compression)
     return Uncompress();
   if (!isDeflate(method))
-    throw unknownCompression(method);
+    throw UnknownCompression(method);
   Uncompress();
   if (record_.DataArrayByteCount != 0)
   {
@@ -513,7 +521,7 @@ void InternalTimeSignal::Uncompress()
   if (record_.Compression == no_compression)
     return;
   if (!isDeflate(record_.Compression))
-    throw unknownCompression(record_.Compression);
+    throw UnknownCompression(record_.Compression);
   if (record_.DataArrayByteCount != 0)
   {
     std::span<unsigned char const> const stream = GetStoredSamples();
@@ -546,7 +554,7 @@ void InternalTimeSignal::Convert(sample_datatype32_t target)
   bool const isKnown = VisitSampleType(record_.SampleType, [&]<class T>(std::type_identity<T>)
                                        { checksum = convertElements<T>(target, converted.get()); });
   if (!isKnown)
-    throw unknownDataType(record_.SampleType);
+    throw UnknownDataType(record_.SampleType);
   installSamples(std::move(converted), memorySize(byteCount));
   record_.DataArrayByteCount = byteCount;
   record_.SampleType = target;
@@ -576,7 +584,7 @@ unsigned short InternalTimeSignal::convertElements(sample_datatype32_t target, v
     std::fill_n(converted + samples.size(), memorySize(record_.SampleCount - samples.size()), U(0));
   };
   if (!VisitSampleType(target, convert))
-    throw unknownDataType(target, kConversionSourceUnit);
+    throw UnknownDataType(target, kConversionSourceUnit);
   return checksum;
 }
 
@@ -609,7 +617,7 @@ void InternalTimeSignal::ExtractOffset()
       checksum = CalcDataChecksum(); // unsigned samples have no room for negative values
   };
   if (!VisitSampleType(record_.SampleType, extract))
-    throw unknownDataType(record_.SampleType);
+    throw UnknownDataType(record_.SampleType);
   record_.DataChecksum = checksum;
   record_.HeaderChecksum = CalcHeaderChecksum();
 }
@@ -714,7 +722,7 @@ unsigned char InternalTimeSignal::GetDataTypeSize(sample_datatype32_t type)
 {
   unsigned char const size = sampleSize(type);
   if (size == 0)
-    throw unknownDataType(type);
+    throw UnknownDataType(type);
   return size;
 }
 
@@ -746,17 +754,22 @@ timesignal_bin_t* InternalTimeSignal::VectorToTimeSignalBin(std::vector<unsigned
 
 std::vector<unsigned char>* InternalTimeSignal::TimeSignalBinToVector(timesignal_bin_t const& record)
 {
-  std::size_t const byteCount = memorySize(record.DataArrayByteCount);
-  std::size_t const size = memorySize(record.DataArrayByteCount + kTimeSignalHeaderSize);
+  if (record.Samples == nullptr)
+    return flatForm(record, {}).release();
+  return flatForm(record, {record.Samples, memorySize(record.DataArrayByteCount)}).release();
+}
+
+std::unique_ptr<std::vector<unsigned char>> InternalTimeSignal::flatForm(timesignal_bin_t const& header,
+                                                                         std::span<unsigned char const> stored)
+{
+  std::size_t const size = kTimeSignalHeaderSize + memorySize(header.DataArrayByteCount);
   auto bytes = std::make_unique<std::vector<unsigned char>>();
   bytes->reserve(size);
-  auto const* const header = reinterpret_cast<unsigned char const*>(&record);
-  bytes->insert(bytes->end(), header, header + kTimeSignalHeaderSize);
-  if (record.Samples != nullptr)
-    bytes->insert(bytes->end(), record.Samples, record.Samples + byteCount);
-  else
-    bytes->resize(size);
-  return bytes.release();
+  auto const* const start = reinterpret_cast<unsigned char const*>(&header);
+  bytes->insert(bytes->end(), start, start + kTimeSignalHeaderSize);
+  bytes->insert(bytes->end(), stored.begin(), stored.end());
+  bytes->resize(size);
+  return bytes;
 }
 
 InternalTimeSignal* InternalTimeSignal::CopyConstructor(InternalTimeSignal* signal)

@@ -6,11 +6,16 @@
 #include "utilities/Export.h"
 
 #include <cstddef>
+#include <iosfwd>
 #include <limits>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
+
+class Archive;
+class MeasurementDataDO;
+class Option;
 
 /// A time signal in memory: one record that owns its sample array, and what the record does not carry: the unit as
 /// text, the job-data entry, one trigger, validators and characteristic values.
@@ -68,6 +73,11 @@ public:
                      double deltaX, double scalingFactor, double offset, long long timeStamp, Uuid const& unitUuid,
                      std::string const& unitString, sample_datatype32_t sampleType, unsigned long long sampleCount,
                      void const* samples, Uuid const& jobDataUuid);
+  /// Takes over a stored measurement: the record as it stands, whose sizes and sample type alone are checked; unit,
+  /// validators, trigger and characteristic values from the details text; the job-data entry, which may be null.
+  /// A details text without a signal or its header info throws; OptionException and UuidException for malformed numbers
+  /// and UUIDs in it pass on. A wrong header checksum is only logged.
+  explicit InternalTimeSignal(MeasurementDataDO const& stored);
   /// A deep copy whose reference counter is 1.
   InternalTimeSignal(InternalTimeSignal const& other);
   InternalTimeSignal& operator=(InternalTimeSignal const&) = delete;
@@ -162,6 +172,25 @@ public:
   static unsigned long long SamplesToDouble(InternalTimeSignal& signal, std::span<double> values);
   static unsigned long long SamplesToFract(InternalTimeSignal& signal, float& scale, std::span<short> values);
 
+  /// Appends the details document to a stream. Numbers with fractions look as the stream's settings say; texts are not
+  /// escaped, so a unit with a less-than sign makes a document that cannot be read back. Throws for unknown signal
+  /// types, sample types and compressions, with the document written up to that value. The stream's state is the
+  /// caller's to check.
+  void CreateXmlDetails(std::stringstream& stream) const;
+  // What a details document tells, found below its vel:Signal element. Missing texts and numbers are empty, 0, or NaN
+  // for a speed. Malformed ones throw UuidException or OptionException, with the fields before them set.
+  /// Sets the unit; throws for a document without header info, naming the measurement.
+  void FindUnitString(Option* signal, Uuid const& measurementUuid);
+  /// Overwrites the validators; without a validator group they stay.
+  void FindValidators(Option* signal);
+  /// Overwrites the trigger; without one its UUID and trip value are cleared and its unit stays.
+  void FindTrigger(Option* signal);
+  /// Overwrites the characteristic values; without a group of them they stay.
+  void FindCharacteristicValues(Option* signal);
+  /// The signal as a database object: record, details document and identifiers, not saved by an alarm. The caller owns
+  /// it. Throws what CreateXmlDetails throws.
+  MeasurementDataDO* GetMeasurementDataDO() const;
+
   /// Exclusive or of the little-endian 16-bit words of a block of any alignment, an odd last byte counting as a low
   /// byte. Throws for a null block with a length above 0.
   static unsigned short CalcChecksum(void const* data, unsigned long long length);
@@ -196,6 +225,12 @@ public:
                                                       Uuid const& unitUuid, std::string unitString, float speed);
 
 private:
+  friend QEN_FILE_IO_EXPORT Archive& operator<<(Archive& archive, InternalTimeSignal const& signal);
+  friend QEN_FILE_IO_EXPORT Archive& operator>>(Archive& archive, InternalTimeSignal& signal);
+  QEN_FILE_IO_HIDDEN void writeTo(Archive& archive) const;
+  QEN_FILE_IO_HIDDEN void readFrom(Archive& archive);
+  QEN_FILE_IO_HIDDEN void readSamples(Archive& archive);
+
   /// The stored samples, as many whole elements of T as the header announces and the array holds.
   template <class T>
   QEN_FILE_IO_HIDDEN std::span<T const> storedElements() const;
@@ -226,6 +261,13 @@ private:
   /// Releases the sample array and takes another one of byteCount bytes; the header's byte count is the caller's to
   /// set.
   QEN_FILE_IO_HIDDEN void installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount);
+  /// Keeps a caller's array bounded when the header that tells its size is about to be overwritten.
+  QEN_FILE_IO_HIDDEN void rememberSampleSize();
+  /// A header and its samples in one block, continued by zeros up to the size that the header says.
+  QEN_FILE_IO_HIDDEN static std::unique_ptr<std::vector<unsigned char>> flatForm(timesignal_bin_t const& header,
+                                                                                 std::span<unsigned char const> stored);
+  /// Takes over a whole record with its sample array.
+  QEN_FILE_IO_HIDDEN void takeRecord(std::unique_ptr<timesignal_bin_t> record);
   QEN_FILE_IO_HIDDEN void updateChecksums();
 
   timesignal_bin_t record_;

@@ -18,6 +18,8 @@ TimeSignal::TimeSignal(signal32_t signalType, Uuid const& measurementConfigUuid,
 {
 }
 
+TimeSignal::TimeSignal(MeasurementDataDO const& stored) : signal_(new InternalTimeSignal(stored)) {}
+
 TimeSignal::TimeSignal(TimeSignal const& other) : signal_(InternalTimeSignal::CopyConstructor(other.signal_)) {}
 
 TimeSignal& TimeSignal::operator=(TimeSignal const& other)
@@ -92,6 +94,8 @@ bool TimeSignal::GetChecksumStatus() const { return signal_->GetChecksumStatus()
 void TimeSignal::RemoveAllSamples() { signal_->RemoveAllSamples(); }
 
 void TimeSignal::RecalculateSamplesChecksum() { signal_->RecalculateSamplesChecksum(); }
+
+MeasurementDataDO* TimeSignal::GetMeasurementDataDO() const { return signal_->GetMeasurementDataDO(); }
 
 unsigned short TimeSignal::CalcChecksum(void const* data, unsigned long long length)
 {

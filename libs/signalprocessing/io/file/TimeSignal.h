@@ -24,6 +24,7 @@ public:
              double scalingFactor, double offset, long long timeStamp, Uuid const& unitUuid,
              std::string const& unitString, sample_datatype32_t sampleType, unsigned long long sampleCount,
              void const* samples, Uuid const& jobDataUuid);
+  explicit TimeSignal(MeasurementDataDO const& stored);
   TimeSignal(TimeSignal const& other);
   TimeSignal& operator=(TimeSignal const& other);
   ~TimeSignal();
@@ -53,6 +54,7 @@ public:
   bool GetChecksumStatus() const;
   void RemoveAllSamples();
   void RecalculateSamplesChecksum();
+  MeasurementDataDO* GetMeasurementDataDO() const;
 
   static unsigned short CalcChecksum(void const* data, unsigned long long length);
   static unsigned char GetDataTypeSize(sample_datatype32_t type);
@@ -62,5 +64,8 @@ public:
   static unsigned long long SamplesToFract(TimeSignal& signal, float& scale, std::span<short> values);
 
 private:
+  friend QEN_FILE_IO_EXPORT Archive& operator<<(Archive& archive, TimeSignal const& signal);
+  friend QEN_FILE_IO_EXPORT Archive& operator>>(Archive& archive, TimeSignal& signal);
+
   InternalTimeSignal* signal_;
 };

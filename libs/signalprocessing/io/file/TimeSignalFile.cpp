@@ -1,5 +1,6 @@
 #include "signalprocessing/io/file/TimeSignalFile.h"
 
+#include "signalprocessing/io/file/PaddedBytes.h"
 #include "utilities/exception/ExceptionFactory.h"
 
 #include <algorithm>
@@ -40,13 +41,6 @@ void openBinary(Stream& file, char const* path)
     throw openingFailed(path);
 }
 
-void writeZeros(std::ostream& file, std::size_t count)
-{
-  std::array<char, 4096> const zeros{};
-  for (; count != 0 && file; count -= std::min(count, zeros.size()))
-    file.write(zeros.data(), static_cast<std::streamsize>(std::min(count, zeros.size())));
-}
-
 /// Writes byteCount sample bytes, zeros where the signal has fewer; false when that is impossible.
 bool writeSamples(std::ostream& file, TimeSignal const& signal, unsigned int byteCount)
 {
@@ -54,10 +48,7 @@ bool writeSamples(std::ostream& file, TimeSignal const& signal, unsigned int byt
     return true;
   if (signal.GetSamplesPointer() == nullptr || byteCount > static_cast<unsigned>(std::numeric_limits<int>::max()))
     return false;
-  std::span<unsigned char const> const stored = signal.GetStoredSamples();
-  std::size_t const present = std::min<std::size_t>(byteCount, stored.size());
-  file.write(reinterpret_cast<char const*>(stored.data()), static_cast<std::streamsize>(present));
-  writeZeros(file, byteCount - present);
+  WritePadded(file, signal.GetStoredSamples(), byteCount);
   return file.good();
 }
 
