@@ -7,11 +7,15 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/BlockScale.h
   libs/signalprocessing/io/file/CentringOffset.h
   libs/signalprocessing/io/file/Checksum.h
+  libs/signalprocessing/io/file/Deflate.h
   libs/signalprocessing/io/file/DetailsWriter.h
   libs/signalprocessing/io/file/PaddedBytes.h
+  libs/signalprocessing/io/file/RecordNames.h
   libs/signalprocessing/io/file/SampleKernels.h
   libs/signalprocessing/io/file/SampleTypes.h
   libs/signalprocessing/io/file/TimeSignalErrors.h
+  libs/signalprocessing/io/file/TrendEntries.h
+  libs/signalprocessing/io/file/UuidBytes.h
   libs/utilities/VectorClones.h
   libs/utilities/archive/SerializeErrors.h
   platform/PlatformError.h)

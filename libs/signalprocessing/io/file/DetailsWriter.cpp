@@ -2,6 +2,10 @@
 
 #include "platform/Organisation.h"
 
+#include <locale>
+#include <new>
+#include <sstream>
+
 namespace
 {
 constexpr char const kPrefix[] = "vel:";
@@ -53,4 +57,14 @@ void DetailsWriter::writeEndTag(std::string_view name)
   writeText(kPrefix);
   writeText(name);
   writeText(">");
+}
+
+std::string DocumentText(std::function<void(std::stringstream&)> const& write)
+{
+  std::stringstream stream;
+  stream.imbue(std::locale::classic());
+  write(stream);
+  if (!stream)
+    throw std::bad_alloc();
+  return stream.str();
 }

@@ -2,8 +2,10 @@
 
 #include <charconv>
 #include <concepts>
+#include <functional>
 #include <limits>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -87,3 +89,7 @@ private:
   std::ostream& stream_;
   unsigned int level_ = 0;
 };
+
+/// What `write` puts into a fresh stream with default settings, in no locale. std::bad_alloc when the stream failed: a
+/// document cut short by a lack of memory must not be stored.
+std::string DocumentText(std::function<void(std::stringstream&)> const& write);

@@ -1,15 +1,16 @@
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 
-#include "platform/Compression.h"
 #include "platform/MessageLogger.h"
 #include "platform/Organisation.h"
 #include "signalprocessing/io/file/BlockScale.h"
 #include "signalprocessing/io/file/CentringOffset.h"
 #include "signalprocessing/io/file/Checksum.h"
+#include "signalprocessing/io/file/Deflate.h"
 #include "signalprocessing/io/file/SampleKernels.h"
 #include "signalprocessing/io/file/SampleTypes.h"
 #include "signalprocessing/io/file/Synchronizer.h"
 #include "signalprocessing/io/file/TimeSignalErrors.h"
+#include "signalprocessing/io/file/UuidBytes.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
 #include "utilities/exception/ExceptionFactory.h"
 
@@ -83,8 +84,6 @@ unsigned short headerChecksum(timesignal_bin_t const& record)
   return Checksum::Compute(&record, offsetof(timesignal_bin_t, HeaderChecksum));
 }
 
-bool isDeflate(compression32_t method) { return method == zlib || method == gzip; }
-
 /// The header of a record from elsewhere, checked in the order in which its faults are reported.
 void requireValidHeader(timesignal_bin_t const& record)
 {
@@ -100,7 +99,7 @@ void requireValidHeader(timesignal_bin_t const& record)
   requireSampleType(record.SampleType);
   if (record.Samples == nullptr && record.DataArrayByteCount != 0)
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Sample array missing!");
-  if (record.Compression != no_compression && !isDeflate(record.Compression))
+  if (record.Compression != no_compression && !Deflate::IsMethod(record.Compression))
     throw UnknownCompression(record.Compression);
   if (record.HeaderChecksum != headerChecksum(record))
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in header!");
@@ -117,11 +116,6 @@ std::size_t memorySize(unsigned long long byteCount)
 std::unique_ptr<unsigned char[]> makeArray(unsigned long long byteCount)
 {
   return std::make_unique_for_overwrite<unsigned char[]>(memorySize(byteCount));
-}
-
-void copyUuid(unsigned char (&destination)[16], unsigned char const* source)
-{
-  std::memcpy(destination, source, sizeof destination);
 }
 
 bool isZero(std::span<unsigned char const> bytes)
@@ -177,21 +171,9 @@ bool isSameList(std::vector<Parameters> const& a, std::vector<Parameters> const&
 /// The condition of changes that a shared signal never goes through in place.
 bool always(InternalTimeSignal const&) { return true; }
 
-std::unique_ptr<Compression> makeCompression(compression32_t method)
-{
-  constexpr int kDefaultLevel = -1;
-  if (method == zlib)
-    return std::make_unique<CompressionZLib>(kDefaultLevel);
-  return std::make_unique<CompressionGZip>(kDefaultLevel);
-}
-
-/// A deflate stream cannot grow by more than this, so a header that announces more is wrong and gets no memory.
 void requirePlausibleSize(sample_datatype32_t type, unsigned long long sampleCount, std::size_t streamSize)
 {
-  constexpr unsigned long long kMaxExpansion = 1032;
-  constexpr unsigned long long kContainerBytes = 64;
-  unsigned long long const limit = kMaxExpansion * streamSize + kContainerBytes;
-  if (sampleCount > limit / InternalTimeSignal::GetDataTypeSize(type))
+  if (sampleCount > Deflate::MaxContent(streamSize) / InternalTimeSignal::GetDataTypeSize(type))
     throw ExceptionFactory(kSourceUnit, __LINE__)
         .createException<CompressionException>("Stream of %lu bytes cannot hold %lu samples!",
                                                static_cast<unsigned long>(streamSize),
@@ -301,13 +283,13 @@ void InternalTimeSignal::Init(signal32_t signalType, unsigned char const* measur
   record.BinaryHeaderVersion = kHeaderVersion;
   record.HeaderSize = kTimeSignalHeaderSize;
   record.SignalType = signalType;
-  copyUuid(record.MeasurementConfigUuid, measurementConfigUuid);
-  copyUuid(record.MeasurementUuid, measurementUuid);
+  CopyUuid(record.MeasurementConfigUuid, measurementConfigUuid);
+  CopyUuid(record.MeasurementUuid, measurementUuid);
   record.DeltaX = deltaX;
   record.ScalingFactor = scalingFactor;
   record.Offset = offset;
   record.TimeStamp = timeStamp;
-  copyUuid(record.UnitUuid, unitUuid);
+  CopyUuid(record.UnitUuid, unitUuid);
   record.Compression = no_compression;
   record.SampleType = sampleType;
   record.SampleCount = sampleCount;
@@ -499,7 +481,7 @@ void InternalTimeSignal::Compress(compression32_t method)
     return;
   if (method == no_compression)
     return Uncompress();
-  if (!isDeflate(method))
+  if (!Deflate::IsMethod(method))
     throw UnknownCompression(method);
   Uncompress();
   if (record_.DataArrayByteCount != 0)
@@ -508,7 +490,7 @@ void InternalTimeSignal::Compress(compression32_t method)
     std::span<unsigned char const> const source = samplesToCompress(padded);
     int streamSize = 0;
     std::unique_ptr<unsigned char[]> stream(
-        makeCompression(method)->compress(static_cast<unsigned int>(source.size()), source.data(), streamSize));
+        Deflate::MakeCodec(method)->compress(static_cast<unsigned int>(source.size()), source.data(), streamSize));
     installSamples(std::move(stream), static_cast<std::size_t>(streamSize));
     record_.DataArrayByteCount = static_cast<unsigned long long>(streamSize);
   }
@@ -520,7 +502,7 @@ void InternalTimeSignal::Uncompress()
 {
   if (record_.Compression == no_compression)
     return;
-  if (!isDeflate(record_.Compression))
+  if (!Deflate::IsMethod(record_.Compression))
     throw UnknownCompression(record_.Compression);
   if (record_.DataArrayByteCount != 0)
   {
@@ -528,7 +510,7 @@ void InternalTimeSignal::Uncompress()
     requirePlausibleSize(record_.SampleType, record_.SampleCount, stream.size());
     auto const byteCount = static_cast<unsigned int>(GetDataTypeSize(record_.SampleType) * record_.SampleCount);
     auto samples = makeArray(byteCount);
-    makeCompression(record_.Compression)
+    Deflate::MakeCodec(record_.Compression)
         ->uncompress(static_cast<unsigned int>(stream.size()), stream.data(), byteCount, samples.get());
     installSamples(std::move(samples), byteCount);
     record_.DataArrayByteCount = byteCount;

@@ -1,13 +1,13 @@
 #include "platform/MessageLogger.h"
 #include "platform/Options.h"
 #include "platform/database/MeasurementDataDO.h"
+#include "signalprocessing/io/file/DetailsWriter.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 #include "signalprocessing/io/file/TimeSignalErrors.h"
+#include "signalprocessing/io/file/UuidBytes.h"
 
-#include <locale>
-#include <new>
+#include <memory>
 #include <sstream>
-#include <utility>
 
 // Database objects: the record as binary data, the details document beside it, identifiers in columns of their own.
 
@@ -15,26 +15,6 @@ namespace
 {
 using TimeSignalErrors::CorruptDatabaseObject;
 using TimeSignalErrors::kSourceUnit;
-
-UuidEntryDO entryOf(unsigned char const (&bytes)[16])
-{
-  Uuid uuid;
-  uuid.SetPlainUuid(bytes);
-  UuidEntryDO entry;
-  entry.setUuid(uuid);
-  return entry;
-}
-
-/// The document of a signal as text. A document cut short by a lack of memory must not be stored.
-std::string detailsText(InternalTimeSignal const& signal)
-{
-  std::stringstream stream;
-  stream.imbue(std::locale::classic());
-  signal.CreateXmlDetails(stream);
-  if (!stream)
-    throw std::bad_alloc();
-  return stream.str();
-}
 
 void logHeaderChecksum(unsigned int saved, unsigned int calculated)
 {
@@ -70,14 +50,12 @@ InternalTimeSignal::InternalTimeSignal(MeasurementDataDO const& stored) : Intern
 MeasurementDataDO* InternalTimeSignal::GetMeasurementDataDO() const
 {
   auto stored = std::make_unique<MeasurementDataDO>();
-  stored->setCurrentUuid(entryOf(record_.MeasurementUuid));
+  stored->setCurrentUuid(EntryOf(UuidFromBytes(record_.MeasurementUuid)));
   stored->setMeasurementTimeStamp(record_.TimeStamp);
-  stored->setMeasurementConfig(entryOf(record_.MeasurementConfigUuid));
-  stored->setMeasurementDataDetails(detailsText(*this));
+  stored->setMeasurementConfig(EntryOf(UuidFromBytes(record_.MeasurementConfigUuid)));
+  stored->setMeasurementDataDetails(DocumentText([this](std::stringstream& stream) { CreateXmlDetails(stream); }));
   stored->setBinaryData(*flatForm(record_, GetStoredSamples()));
-  UuidEntryDO jobData;
-  jobData.setUuid(jobDataUuid_);
-  stored->setJobData(jobData);
+  stored->setJobData(EntryOf(jobDataUuid_));
   stored->setSavedByAlarmStatusChange(false);
   return stored.release();
 }

@@ -2,9 +2,10 @@
 #include "platform/QenTime.h"
 #include "signalprocessing/io/file/DetailsWriter.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
+#include "signalprocessing/io/file/RecordNames.h"
 #include "signalprocessing/io/file/TimeSignalErrors.h"
+#include "signalprocessing/io/file/UuidBytes.h"
 
-#include <array>
 #include <cmath>
 #include <limits>
 #include <sstream>
@@ -18,44 +19,22 @@ using TimeSignalErrors::UnknownCompression;
 using TimeSignalErrors::UnknownDataType;
 using TimeSignalErrors::UnknownSignalType;
 
-// Names in the order of the enumerations, which start at 1.
-constexpr std::array<char const*, 5> kSignalTypeNames{"raw_time_signal", "demodulation_time_signal", "raw_spectrum",
-                                                      "demodulation_spectrum", "order_analysis"};
-constexpr std::array<char const*, 10> kSampleTypeNames{
-    "data_int8_t",    "data_int16_t", "data_int32_t",  "data_int64_t",  "data_float32_t",
-    "data_float64_t", "data_uint8_t", "data_uint16_t", "data_uint32_t", "data_uint64_t"};
-constexpr std::array<char const*, 4> kCompressionNames{"no_compression", "zlib", "int24", "gzip"};
-
-/// The name of an enumerator, or null.
-template <std::size_t Size, class Enumeration>
-char const* nameOf(Enumeration value, std::array<char const*, Size> const& names)
-{
-  return value >= 1 && static_cast<std::size_t>(value) <= Size ? names[static_cast<std::size_t>(value) - 1] : nullptr;
-}
-
 char const* signalTypeName(signal32_t type)
 {
-  char const* const name = nameOf(type, kSignalTypeNames);
+  char const* const name = RecordNames::Find(type, RecordNames::kSignalTypes);
   return name != nullptr ? name : throw UnknownSignalType(type);
 }
 
 char const* sampleTypeName(sample_datatype32_t type)
 {
-  char const* const name = nameOf(type, kSampleTypeNames);
+  char const* const name = RecordNames::Find(type, RecordNames::kSampleTypes);
   return name != nullptr ? name : throw UnknownDataType(type);
 }
 
 char const* compressionName(compression32_t method)
 {
-  char const* const name = nameOf(method, kCompressionNames);
+  char const* const name = RecordNames::Find(method, RecordNames::kCompressions);
   return name != nullptr ? name : throw UnknownCompression(method);
-}
-
-std::string uuidText(unsigned char const (&bytes)[16])
-{
-  Uuid uuid;
-  uuid.SetPlainUuid(bytes);
-  return uuid.ToString();
 }
 
 void writeHeaderInfo(DetailsWriter& document, timesignal_bin_t const& header, std::string const& unitString)
@@ -63,10 +42,10 @@ void writeHeaderInfo(DetailsWriter& document, timesignal_bin_t const& header, st
   document.Element("BinaryHeaderVersion", header.BinaryHeaderVersion);
   document.Element("HeaderSize", header.HeaderSize);
   document.Element("SignalType", [&] { return signalTypeName(header.SignalType); });
-  document.Element("MeasurementConfigUuid", uuidText(header.MeasurementConfigUuid));
-  document.Element("MeasurementUuid", uuidText(header.MeasurementUuid));
+  document.Element("MeasurementConfigUuid", UuidFromBytes(header.MeasurementConfigUuid).ToString());
+  document.Element("MeasurementUuid", UuidFromBytes(header.MeasurementUuid).ToString());
   document.Element("TimeStamp", QenTime::TimeStampToString(header.TimeStamp));
-  document.Element("UnitUuid", uuidText(header.UnitUuid));
+  document.Element("UnitUuid", UuidFromBytes(header.UnitUuid).ToString());
   document.Element("UnitString", unitString);
   document.Element("SampleType", [&] { return sampleTypeName(header.SampleType); });
   document.Element("SampleCount", header.SampleCount);

@@ -101,7 +101,6 @@ public:
 
 private:
   QEN_FILE_IO_HIDDEN trend_header_t makeHeader() const;
-  QEN_FILE_IO_HIDDEN std::string detailsText(trend_header_t const& header) const;
 
   Uuid characteristicValueConfigUuid_;
   Uuid characteristicValueConfigBaseUuid_;

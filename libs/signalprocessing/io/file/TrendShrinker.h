@@ -69,6 +69,10 @@ private:
   /// Thins the entries of one period and leaves in `entries` those behind it.
   QEN_FILE_IO_HIDDEN static void ShrinkTrendEntriesOfOnePeriod(Period const& period,
                                                                std::span<trend_entry_t const>& entries, Walk& walk);
+  /// Cuts the survivors of a group into trends with the identity of its first one.
+  QEN_FILE_IO_HIDDEN void cutIntoTrends(std::deque<trend_entry_t>& survivors, Trend const& identity,
+                                        Output& output) const;
+  QEN_FILE_IO_HIDDEN unsigned int countOfNextTrend(std::deque<trend_entry_t> const& survivors) const;
 
   unsigned int maxTrendSize_;
   unsigned int maxDaysTrendDuration_;
