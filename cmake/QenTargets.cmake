@@ -14,8 +14,8 @@ endif()
 if(QEN_FUZZ)
   target_compile_options(qen_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+# Only the libraries count: tools and tests would share their counters' files with every process that they start.
 if(QEN_COVERAGE)
-  target_compile_options(qen_flags INTERFACE --coverage -fprofile-update=atomic -g)
   target_link_options(qen_flags INTERFACE --coverage)
 endif()
 # The loader runs the resolvers of vector clones before the thread sanitizer's runtime is up, and counters of clones mislead.
@@ -28,6 +28,9 @@ endif()
 function(qen_add_library name output)
   set_target_properties(${name}_objects PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  if(QEN_COVERAGE)
+    target_compile_options(${name}_objects PRIVATE --coverage -fprofile-update=atomic -g)
+  endif()
   add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
   add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
   set_target_properties(${name} PROPERTIES
