@@ -217,7 +217,7 @@ template <>
 std::string Option::Value<std::string>(char const* key, std::string fallback)
 {
   char const* const text = Value<char const*>(key, nullptr);
-  return text == nullptr ? fallback : text;
+  return text == nullptr ? std::move(fallback) : std::string(text);
 }
 
 template <>

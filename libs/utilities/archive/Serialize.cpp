@@ -84,7 +84,7 @@ void writeInteger(unsigned int value, std::ostream& stream, char const* typeName
     value >>= 8U;
   } while (value != 0);
   bytes[0] = static_cast<char>(count);
-  stream.write(bytes.data(), static_cast<std::streamsize>(count + 1));
+  stream.write(bytes.data(), static_cast<std::streamsize>(count) + 1);
   if (stream.fail())
     throw serializingFailed(typeName);
 }

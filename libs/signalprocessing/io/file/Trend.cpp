@@ -172,6 +172,7 @@ void Trend::AddTrendEntry(trend_entry_t const& entry, bool append)
 }
 
 void Trend::AddTrendEntries(std::deque<trend_entry_t>::const_iterator first,
+                            // NOLINTNEXTLINE(performance-unnecessary-value-param): iterators are passed by value
                             std::deque<trend_entry_t>::const_iterator last)
 {
   if (first == last)
