@@ -7,6 +7,7 @@
 #include "support/Records.h"
 #include "support/SampleArrays.h"
 #include "support/SampleModels.h"
+#include "utilities/archive/Serialize.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,13 +24,18 @@
 // What the library has to do with any record, damaged ones included, in the plainest code: one element at a time, one
 // copy for each step. Samples that a header announces and the array does not hold count as zeros.
 
-/// How an operation ended: normally, when all is empty, or with an exception. The texts of the codec are free.
+/// How an operation ended: normally, when all is empty, or with an exception and the message of what caused it. The
+/// texts of the codec are free.
 struct Outcome
 {
-  std::string exception, message, file;
+  std::string exception, message, file, rootCause = {};
   bool operator==(Outcome const&) const = default;
   bool Failed() const { return !exception.empty(); }
-  std::string ToString() const { return Failed() ? exception + " \"" + message + "\" in " + file : "no exception"; }
+  std::string ToString() const
+  {
+    return Failed() ? exception + " \"" + message + "\" in " + file + " because of \"" + rootCause + "\""
+                    : "no exception";
+  }
 };
 
 inline Outcome SignalFailure(std::string const& message)
@@ -52,9 +58,12 @@ Outcome OutcomeOf(F&& operation)
   }
   catch (VelmoraException const& failure)
   {
-    bool const known =
-        typeid(failure) == typeid(TimeSignalException) || typeid(failure) == typeid(TypeConverterException);
-    return {known ? failure.getClassName() : "unknown " + failure.getClassName(), failure.what(), failure.getFile()};
+    bool const known = typeid(failure) == typeid(TimeSignalException) ||
+                       typeid(failure) == typeid(TypeConverterException) ||
+                       typeid(failure) == typeid(QenSerialize::SerializationException);
+    VelmoraException const* const cause = failure.getRootCause();
+    return {known ? failure.getClassName() : "unknown " + failure.getClassName(), failure.what(), failure.getFile(),
+            cause == nullptr ? "" : cause->what()};
   }
   catch (std::exception const& failure)
   {
