@@ -10,6 +10,9 @@
 
 // The portable forms of single values, made without the library and its streams.
 
+/// Name of the source unit in the exceptions of portable values.
+inline constexpr char const* kSerializeUnit = "libs/utilities/archive/Serialize.cpp";
+
 /// As long as it lives, the C library formats and reads numbers in this thread as programs in the C locale do.
 class ClassicNumbers
 {

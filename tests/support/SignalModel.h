@@ -90,6 +90,12 @@ class SignalModel
 public:
   /// A signal whose sample pointer is null, whatever the header says.
   explicit SignalModel(Bytes header) : header_(std::move(header)) {}
+  /// A signal of any header and sample array; without one the pointer is null.
+  SignalModel(Bytes header, std::optional<Bytes> const& array) : header_(std::move(header))
+  {
+    if (array)
+      install(*array);
+  }
 
   /// The object that a valid flat record gives.
   static SignalModel Of(Bytes const& flat)

@@ -26,7 +26,6 @@ using QenSerialize::SerializationException;
 
 namespace
 {
-constexpr char const kSerializeUnit[] = "libs/utilities/archive/Serialize.cpp";
 constexpr float kFloatInfinity = std::numeric_limits<float>::infinity();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr float kFloatNan = std::numeric_limits<float>::quiet_NaN();
