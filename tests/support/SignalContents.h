@@ -72,49 +72,84 @@ inline std::unique_ptr<InternalTimeSignal> ObjectWith(SignalContents const& cont
   return signal;
 }
 
-/// Equal bit for bit, -0 and NaNs included.
-template <class T>
-void ExpectSameBits(T actual, T expected, char const* what)
+/// Names where two values differ; empty when they are the same. Numbers are compared bit for bit.
+class ContentsDifference
 {
-  EXPECT_EQ(std::memcmp(&actual, &expected, sizeof(T)), 0) << what << ": " << actual << " instead of " << expected;
+public:
+  void Between(SignalContents const& actual, SignalContents const& expected)
+  {
+    compare("header", actual.header, expected.header);
+    compare("sample array", actual.samples.has_value(), expected.samples.has_value());
+    compare("samples", actual.samples, expected.samples);
+    BetweenDescriptions(actual, expected);
+  }
+
+  /// All but header and samples.
+  void BetweenDescriptions(SignalContents const& actual, SignalContents const& expected)
+  {
+    compare("unit", actual.unitString, expected.unitString);
+    compare("job data", actual.jobDataUuid, expected.jobDataUuid);
+    compareParameters("trigger", actual.trigger.TriggerUuid, expected.trigger.TriggerUuid, actual.trigger.TripValue,
+                      expected.trigger.TripValue, actual.trigger, expected.trigger);
+    compare("number of validators", actual.validators.size(), expected.validators.size());
+    for (std::size_t i = 0; i < std::min(actual.validators.size(), expected.validators.size()); ++i)
+      compareParameters("validator", actual.validators[i].ValidatorUuid, expected.validators[i].ValidatorUuid,
+                        actual.validators[i].AverageValue, expected.validators[i].AverageValue, actual.validators[i],
+                        expected.validators[i]);
+    compare("number of characteristic values", actual.charVals.size(), expected.charVals.size());
+    for (std::size_t i = 0; i < std::min(actual.charVals.size(), expected.charVals.size()); ++i)
+    {
+      compareParameters("characteristic value", actual.charVals[i].CharValUuid, expected.charVals[i].CharValUuid,
+                        actual.charVals[i].Value, expected.charVals[i].Value, actual.charVals[i], expected.charVals[i]);
+      compareBits("speed", actual.charVals[i].Speed, expected.charVals[i].Speed);
+    }
+  }
+
+  std::string const& ToString() const { return text_; }
+
+private:
+  template <class T>
+  void compare(char const* what, T const& actual, T const& expected)
+  {
+    if (!(actual == expected))
+      text_ += std::string(what) + " differs; ";
+  }
+  template <class T>
+  void compareBits(char const* what, T actual, T expected)
+  {
+    if (std::memcmp(&actual, &expected, sizeof(T)) != 0)
+      text_ += std::string(what) + " is " + std::to_string(actual) + " instead of " + std::to_string(expected) + "; ";
+  }
+  template <class Parameters>
+  void compareParameters(char const* what, Uuid const& actualUuid, Uuid const& expectedUuid, double actualNumber,
+                         double expectedNumber, Parameters const& actual, Parameters const& expected)
+  {
+    compare(what, actualUuid, expectedUuid);
+    compareBits(what, actualNumber, expectedNumber);
+    compare(what, actual.UnitUuid, expected.UnitUuid);
+    compare(what, actual.UnitString, expected.UnitString);
+  }
+
+  std::string text_;
+};
+
+inline std::string DifferenceBetween(SignalContents const& actual, SignalContents const& expected)
+{
+  ContentsDifference difference;
+  difference.Between(actual, expected);
+  return difference.ToString();
 }
 
-/// Everything beside header and samples is the same, numbers bit for bit.
-inline void ExpectSameDescription(SignalContents const& actual, SignalContents const& expected)
+inline std::string DescriptionDifference(SignalContents const& actual, SignalContents const& expected)
 {
-  EXPECT_EQ(actual.unitString, expected.unitString);
-  EXPECT_EQ(actual.jobDataUuid, expected.jobDataUuid);
-  EXPECT_EQ(actual.trigger.TriggerUuid, expected.trigger.TriggerUuid);
-  ExpectSameBits(actual.trigger.TripValue, expected.trigger.TripValue, "trip value");
-  EXPECT_EQ(actual.trigger.UnitUuid, expected.trigger.UnitUuid);
-  EXPECT_EQ(actual.trigger.UnitString, expected.trigger.UnitString);
-  ASSERT_EQ(actual.validators.size(), expected.validators.size());
-  for (std::size_t i = 0; i < expected.validators.size(); ++i)
-  {
-    SCOPED_TRACE("validator " + std::to_string(i));
-    EXPECT_EQ(actual.validators[i].ValidatorUuid, expected.validators[i].ValidatorUuid);
-    ExpectSameBits(actual.validators[i].AverageValue, expected.validators[i].AverageValue, "average value");
-    EXPECT_EQ(actual.validators[i].UnitUuid, expected.validators[i].UnitUuid);
-    EXPECT_EQ(actual.validators[i].UnitString, expected.validators[i].UnitString);
-  }
-  ASSERT_EQ(actual.charVals.size(), expected.charVals.size());
-  for (std::size_t i = 0; i < expected.charVals.size(); ++i)
-  {
-    SCOPED_TRACE("characteristic value " + std::to_string(i));
-    EXPECT_EQ(actual.charVals[i].CharValUuid, expected.charVals[i].CharValUuid);
-    ExpectSameBits(actual.charVals[i].Value, expected.charVals[i].Value, "value");
-    EXPECT_EQ(actual.charVals[i].UnitUuid, expected.charVals[i].UnitUuid);
-    EXPECT_EQ(actual.charVals[i].UnitString, expected.charVals[i].UnitString);
-    ExpectSameBits(actual.charVals[i].Speed, expected.charVals[i].Speed, "speed");
-  }
+  ContentsDifference difference;
+  difference.BetweenDescriptions(actual, expected);
+  return difference.ToString();
 }
 
 inline void ExpectSameContents(SignalContents const& actual, SignalContents const& expected)
 {
-  EXPECT_EQ(actual.header, expected.header);
-  EXPECT_EQ(actual.samples.has_value(), expected.samples.has_value());
-  EXPECT_TRUE(actual.samples == expected.samples) << "samples";
-  ExpectSameDescription(actual, expected);
+  EXPECT_EQ(DifferenceBetween(actual, expected), "");
 }
 
 /// A signal with entries of every kind, all values different, none of them NaN but one speed.
