@@ -72,6 +72,14 @@ pugi::xml_node firstMatch(pugi::xml_node start, Path const& path)
 
 bool isText(pugi::xml_node node) { return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata; }
 
+/// What a document may end in: the root, a comment, an instruction. The parser overlooks a "<" that is the last
+/// character behind blanks.
+bool endsInMarkup(std::string const& xml)
+{
+  std::size_t const last = xml.find_last_not_of(kBlanks);
+  return last != std::string::npos && xml[last] == '>';
+}
+
 /// The root element, or none when anything but blanks stands beside it.
 pugi::xml_node onlyRoot(pugi::xml_document const& document)
 {
@@ -122,7 +130,7 @@ public:
     // Blank text counts, and text outside the root must be seen to be refused.
     constexpr unsigned int kFlags =
         pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_ws_pcdata | pugi::parse_fragment;
-    if (xml.find('\0') != std::string::npos)
+    if (xml.find('\0') != std::string::npos || !endsInMarkup(xml))
       return false;
     pugi::xml_parse_result const result = document_.load_buffer(xml.data(), xml.size(), kFlags);
     if (result.status == pugi::status_out_of_memory)
