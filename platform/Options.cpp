@@ -183,10 +183,13 @@ private:
 
   std::vector<Option*> childrenNamed(pugi::xml_node parent, std::string_view name)
   {
+    auto const isWanted = [name](pugi::xml_node node) { return isNamed(node, name); };
     std::vector<Option*> list;
-    for (pugi::xml_node node = firstNamed(parent.first_child(), name); node;
-         node = firstNamed(node.next_sibling(), name))
-      list.push_back(&listed_.emplace_back(*this, node.internal_object()));
+    // No place to spare: a list may be as long as the text.
+    list.reserve(static_cast<std::size_t>(std::count_if(parent.begin(), parent.end(), isWanted)));
+    for (pugi::xml_node const node : parent)
+      if (isWanted(node))
+        list.push_back(&listed_.emplace_back(*this, node.internal_object()));
     return list;
   }
 
