@@ -12,6 +12,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "tests" / "golden"
 from make_golden import CODES, STORED_FORMS, record  # noqa: E402
 
 CORPUS = pathlib.Path(__file__).parent / "corpus"
+UUID = bytes(range(16))
+NAMESPACE = "http://www.qen.example/2015/09/30/velmora/"
 
 
 def write(target, name, content):
@@ -20,7 +22,74 @@ def write(target, name, content):
     (folder / name).write_bytes(content)
 
 
+def integer(value):
+    size = max(1, (value.bit_length() + 7) // 8)
+    return bytes([size]) + value.to_bytes(size, "little")
+
+
+def text(value):
+    return integer(len(value)) + value
+
+
+def parameters(number):
+    return UUID + number + b" " + UUID + text(b"mm/s")
+
+
+def archive(signal, validators, values):
+    """The archive form of a flat record."""
+    content = signal[:120] + integer(0xDEADBEEF) + signal[120:] + text(b"g")
+    content += integer(validators) + parameters(b"1.5") * validators + parameters(b"NaN")
+    content += integer(values) + (parameters(b"ninf") + b"2.5 ") * values
+    return content + UUID
+
+
+def details(validators, values):
+    unit = f"<vel:UnitUuid>{'0' * 8}-0000-0000-0000-{'0' * 12}</vel:UnitUuid><vel:UnitString>R&D</vel:UnitString>"
+    validator = f"<vel:Validator><vel:AverageValue>1e-07</vel:AverageValue>{unit}</vel:Validator>"
+    value = f"<vel:CharacteristicValue><vel:Value>nan</vel:Value>{unit}<vel:Speed>25</vel:Speed></vel:CharacteristicValue>"
+    return (f'<?xml version="1.0" encoding="UTF-8"?>\n<vel:MeasurementDataDetails xmlns:vel="{NAMESPACE}"><vel:Signal>\n'
+            f"<vel:HeaderInfo>{unit}</vel:HeaderInfo><vel:ValidatorGroup>{validator * validators}</vel:ValidatorGroup>"
+            f"<vel:Trigger><vel:TripValue>-inf</vel:TripValue>{unit}</vel:Trigger><vel:CharacteristicValueGroup>"
+            f"{value * values}</vel:CharacteristicValueGroup></vel:Signal></vel:MeasurementDataDetails>").encode()
+
+
+def settings(count):
+    classes = "".join(f"<vel:{name}><vel:NumberOfRemainingTrendEntriesPer{unit}>{count}"
+                      f"</vel:NumberOfRemainingTrendEntriesPer{unit}></vel:{name}>"
+                      for name, unit in (("OlderThanOneHour", "Hour"), ("OlderThanOneDay", "Day")))
+    return (f"<vel:DeviceDetails><vel:TrendCleanupSettings>{classes}<vel:OlderThanOneWeek><vel:NoCleanup/>"
+            "</vel:OlderThanOneWeek></vel:TrendCleanupSettings></vel:DeviceDetails>").encode()
+
+
+def trend(count, compression):
+    entries = b"".join(struct.pack("<qdffBBxxf", index * 1000000, index, 0, 0, 0, index % 4, 0) for index in range(count))
+    stored = {1: lambda data: data, 2: zlib.compress, 4: lambda data: gzip.compress(data, mtime=0)}[compression](entries)
+    header = struct.pack("<HHI16s16sqq16sdIIIHH", 2, 96, compression, UUID, UUID, 0, 0, UUID, 1.5, count, len(stored), 0, 0, 0)
+    return struct.pack("<qq", 0, (count - 1) * 1000000) + header + stored
+
+
+def shrink(counts, now, steps):
+    """One run: counts per class, largest trend, days, time, start, no values, one trend with an entry a step."""
+    head = struct.pack("<IIHBBIqqB", *counts, 9, 30, now, 0, 0)
+    return head + b"\x01" + bytes([len(steps)]) + b"".join(bytes([step, index % 4]) for index, step in enumerate(steps))
+
+
 def main():
+    for validators, values in ((0, 0), (1, 2)):
+        write("archive", f"lists{validators}-{values}", archive(record(2, 1), validators, values))
+        write("details", f"lists{validators}-{values}", details(validators, values))
+    write("archive", "zlib", archive(record(6, 2), 0, 0))
+    write("archive", "announces-much", record(2, 1)[:104] + b"\xff" * 16 + integer(0xDEADBEEF) + b"1234")
+    write("details", "settings", settings(24))
+    write("details", "deep", b"<a>" * 100 + b"</a>" * 100)
+    write("details", "bomb", b'<!DOCTYPE a [<!ENTITY b "cc"><!ENTITY d "&b;&b;">]><a>&d;<![CDATA[<&]]></a>')
+    write("portable", "numbers", b"1.5 inf ninf NaN -4.9e-324 ")
+    write("portable", "integers", integer(0) + integer(255) + integer(256) + integer(0xDEADBEEF))
+    write("portable", "texts", text(b"") + text(b"mm/s") + text(b"a\0b"))
+    for compression in (1, 2, 4):
+        write("trend", f"form{compression}", trend(5, compression))
+    write("shrink", "hours", shrink((2, 4, 2, 1), 10**9 * 3600, [38] * 40))
+    write("shrink", "days", shrink((60, 24, 4, 1), 10**14, [7] * 40 + [11, 255] + [0] * 8))
     for sample_type in CODES:
         for compression in STORED_FORMS:
             content = record(sample_type, compression)

@@ -1,5 +1,6 @@
 // Foreign bytes as texts and streams: identifiers, time stamps, zlib and gzip.
 
+#include "Examination.h"
 #include "platform/Compression.h"
 #include "platform/QenTime.h"
 #include "platform/Uuid.h"
@@ -12,25 +13,21 @@
 
 namespace
 {
-void require(bool condition)
-{
-  if (!condition)
-    __builtin_trap();
-}
+using Examination::Require;
 
 void readTexts(std::string const& text)
 {
   try
   {
     Uuid const uuid(text);
-    require(Uuid(uuid.ToString()) == uuid);
+    Require(Uuid(uuid.ToString()) == uuid);
   }
   catch (UuidException const&)
   {
   }
   try
   {
-    require(QenTime::TimeStampToString(QenTime::StringToTimeStamp(text)) == text);
+    Require(QenTime::TimeStampToString(QenTime::StringToTimeStamp(text)) == text);
   }
   catch (QenTimeException const&)
   {
@@ -56,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   readTexts(std::string(data, data + size));
   long long timeStamp = 0;
   std::memcpy(&timeStamp, data, std::min(size, sizeof timeStamp));
-  require(QenTime::StringToTimeStamp(QenTime::TimeStampToString(timeStamp)) == timeStamp);
+  Require(QenTime::StringToTimeStamp(QenTime::TimeStampToString(timeStamp)) == timeStamp);
 
   unsigned short outputSize = 0;
   std::size_t const announced = std::min(size, sizeof outputSize);
