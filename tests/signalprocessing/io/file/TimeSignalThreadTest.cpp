@@ -1,85 +1,29 @@
 // Handles of shared time signals in four threads at once. The thread sanitizer watches the memory; these tests watch
 // the values: every handle has a model beside it that says what it must hold, whatever the other threads do.
 //
-// Live objects are counted by the global operator new, which this program replaces: an InternalTimeSignal is the only
-// thing here that is allocated in blocks of exactly its size, which LiveObjectsAreCounted proves first. The same
-// operator can be told to fail, for the tests of what is left when memory runs out.
+// Live objects are counted by the global operator new (CountedMemory.h): an InternalTimeSignal is the only thing here
+// that is allocated in blocks of exactly its size, which LiveObjectsAreCounted proves first.
 
 #include "signalprocessing/io/file/Synchronizer.h"
 #include "signalprocessing/io/file/TimeSignal.h"
 #include "signalprocessing/io/file/TimeSignalFile.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
+#include "support/CountedMemory.h"
 #include "support/SampleSignals.h"
 #include "support/TemporaryDirectory.h"
 
 #include <array>
-#include <atomic>
 #include <barrier>
-#include <cstdlib>
 #include <exception>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
-
-namespace
-{
-// Relaxed counting orders nothing between the threads, so it hides no race.
-std::atomic<long> liveObjects{0};
-std::atomic<long> liveBlocks{0};
-/// How many more allocations of this thread succeed; all when negative.
-thread_local long allocationsLeft = -1;
-
-/// In front of every block: its size, in as many bytes as keep the block aligned.
-union BlockHeader
-{
-  std::size_t size;
-  std::max_align_t alignment;
-};
-
-void CountBlock(std::size_t size, long change)
-{
-  liveBlocks.fetch_add(change, std::memory_order_relaxed);
-  if (size == sizeof(InternalTimeSignal))
-    liveObjects.fetch_add(change, std::memory_order_relaxed);
-}
-
-void* AllocateCounted(std::size_t size)
-{
-  if (allocationsLeft == 0)
-    throw std::bad_alloc();
-  if (allocationsLeft > 0)
-    --allocationsLeft;
-  auto* const header = static_cast<BlockHeader*>(std::malloc(sizeof(BlockHeader) + size));
-  if (header == nullptr)
-    throw std::bad_alloc();
-  header->size = size;
-  CountBlock(size, 1);
-  return header + 1;
-}
-
-void ReleaseCounted(void* block) noexcept
-{
-  if (block == nullptr)
-    return;
-  BlockHeader* const header = static_cast<BlockHeader*>(block) - 1;
-  CountBlock(header->size, -1);
-  std::free(header);
-}
-} // namespace
-
-void* operator new(std::size_t size) { return AllocateCounted(size); }
-void* operator new[](std::size_t size) { return AllocateCounted(size); }
-void operator delete(void* block) noexcept { ReleaseCounted(block); }
-void operator delete[](void* block) noexcept { ReleaseCounted(block); }
-void operator delete(void* block, std::size_t) noexcept { ReleaseCounted(block); }
-void operator delete[](void* block, std::size_t) noexcept { ReleaseCounted(block); }
 
 namespace
 {
@@ -536,36 +480,6 @@ TEST(SynchronizerThreads, GuardedCountLosesNothing)
 
 namespace
 {
-/// Lets only so many allocations of this thread succeed, as long as it lives.
-class AllocationLimit
-{
-public:
-  explicit AllocationLimit(long allocations) { allocationsLeft = allocations; }
-  AllocationLimit(AllocationLimit const&) = delete;
-  AllocationLimit& operator=(AllocationLimit const&) = delete;
-  ~AllocationLimit() { allocationsLeft = -1; }
-};
-
-/// Runs an operation with 0, 1, 2, ... allocations until it has enough of them, and calls `check` after each failure.
-/// Returns how often it failed.
-template <class F, class Check>
-int FailEveryAllocation(F&& operation, Check&& check)
-{
-  for (int failures = 0;; ++failures)
-  {
-    try
-    {
-      AllocationLimit const limit(failures);
-      operation();
-      return failures;
-    }
-    catch (std::bad_alloc const&)
-    {
-      check();
-    }
-  }
-}
-
 /// A change of a shared signal that runs out of memory at every possible place: nothing of it may be left.
 template <class F>
 void ExpectMemoryFailuresUndone(TimeSignal signal, F&& change)
