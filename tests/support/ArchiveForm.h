@@ -104,6 +104,50 @@ inline std::string ArchiveForm(SignalContents const& contents)
   return bytes;
 }
 
+enum class Direction
+{
+  writing,
+  reading
+};
+
+/// How writing or reading ends when the archive does in front of byte `place` of an item: raw items are not checked, so
+/// the next number or text speaks; behind the last of those only the archive's state tells.
+inline Outcome EndOfCutArchive(std::vector<ArchiveItem> const& items, std::size_t cutItem, std::size_t place,
+                               Direction direction)
+{
+  auto const cut = items.begin() + static_cast<std::ptrdiff_t>(cutItem);
+  auto const speaks =
+      std::find_if(cut, items.end(), [](ArchiveItem const& item) { return item.kind != ArchiveItemKind::raw; });
+  if (speaks == items.end())
+    return {};
+  bool const isReading = direction == Direction::reading;
+  auto const failure = [&](std::string const& type, char const* file = kSerializeUnit)
+  {
+    return Outcome{"SerializationException",
+                   (isReading ? "Deserializing of object " : "Serializing of object ") + type + " failed", file};
+  };
+  switch (speaks->kind)
+  {
+  case ArchiveItemKind::raw:
+    break;
+  case ArchiveItemKind::count:
+    return failure("unsigned int");
+  case ArchiveItemKind::number:
+    return failure("double");
+  case ArchiveItemKind::speed:
+    return failure("float", isReading ? kTimeSignalUnit : kSerializeUnit);
+  case ArchiveItemKind::text:
+  {
+    Outcome text = failure("std::string");
+    bool const isLengthCut = speaks != cut || place <= static_cast<unsigned char>(speaks->bytes.front());
+    if (isLengthCut)
+      text.rootCause = failure("unsigned long").message;
+    return text;
+  }
+  }
+  return {};
+}
+
 /// What comes back of contents that go through an archive: every NaN is the quiet one, texts end at their first zero
 /// byte.
 inline SignalContents ThroughArchive(SignalContents contents)

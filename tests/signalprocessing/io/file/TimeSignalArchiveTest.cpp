@@ -1,6 +1,7 @@
 #include "signalprocessing/io/file/TimeSignalArchive.h"
 
 #include "support/ArchiveForm.h"
+#include "support/ByteStreams.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
 #include "support/LogCapture.h"
@@ -520,6 +521,29 @@ TEST(TimeSignalArchiveFailure, FailedArchiveIsNoticedAtTheTag)
                                         kSerializeUnit);
     ExpectSameContents(ContentsOf(*signal), before);
   }
+}
+
+TEST(TimeSignalArchiveFailure, ArchiveThatTakesNoMoreIsNoticedAtTheNextNumberOrText)
+{
+  SignalContents contents = DescribedSignal(data_int16_t, no_compression, 3);
+  contents.unitString = std::string(300, 'x');
+  std::unique_ptr<InternalTimeSignal> const signal = ObjectWith(contents);
+  std::vector<ArchiveItem> const items = ArchiveItems(contents);
+  std::size_t limit = 0;
+  for (std::size_t item = 0; item < items.size(); ++item)
+    for (std::size_t i = 0; i < items[item].bytes.size(); ++i, ++limit)
+    {
+      Outcome const expected = EndOfCutArchive(items, item, i, Direction::writing);
+      ScarceSinkBuffer sink(limit);
+      Archive archive;
+      archive.rdbuf(&sink);
+      Outcome const outcome = OutcomeOf([&] { archive << *signal; });
+      EXPECT_TRUE(outcome == expected) << limit << " bytes, full in " << items[item].name << ": " << outcome.ToString()
+                                       << " instead of " << expected.ToString();
+      EXPECT_TRUE(archive.fail()) << limit;
+      EXPECT_EQ(sink.Bytes(), ArchiveForm(contents).substr(0, limit));
+    }
+  EXPECT_EQ(DifferenceBetween(ContentsOf(*signal), contents), "");
 }
 
 TEST(TimeSignalArchiveFailure, ArchiveThatThrowsByItselfThrowsItsOwnException)
