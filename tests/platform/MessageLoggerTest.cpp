@@ -3,6 +3,7 @@
 #include "platform/VelmoraException.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 #include "signalprocessing/io/file/TimeSignal.h"
+#include "support/DecimalPoint.h"
 #include "support/LogCapture.h"
 #include "support/SampleSignals.h"
 
@@ -263,7 +264,7 @@ TEST(MessageLogger, MessageIsFormattedAsPrintfDoes)
     record("Saved checksum : %u, Calculated: %u (%s, %.2f, %lld, %d%%)", 65535U, 7U, "x", 0.5, -9000000000LL, 50);
   }
   ExpectOneRecord(capture, kCategory, Priority::DEBUG,
-                  "Saved checksum : 65535, Calculated: 7 (x, 0.50, -9000000000, 50%)");
+                  "Saved checksum : 65535, Calculated: 7 (x, 0" + DecimalPoint() + "50, -9000000000, 50%)");
 }
 
 TEST(MessageLogger, FormattedTextIsNotFormattedAgain)

@@ -3,6 +3,7 @@
 #include "platform/Compression.h"
 #include "platform/QenTime.h"
 #include "platform/Uuid.h"
+#include "support/DecimalPoint.h"
 #include "support/ScarceException.h"
 #include "support/VirtualSlots.h"
 
@@ -133,8 +134,9 @@ TEST(VelmoraException, MessageIsFormattedAsPrintfDoes)
   VelmoraException exception("PumpException");
   SetMessage(exception, "%d|%u|%ld|%lu|%lld|%s|%c|%.3f|%5.1e|%08x|%-4d|%+d", -1, 4000000000U, -2000000000L,
              3000000000UL, 9223372036854775807LL, "text", 'c', 2.5, 12345.0, 0xBEEFU, 42, 7);
-  EXPECT_STREQ(exception.what(),
-               "-1|4000000000|-2000000000|3000000000|9223372036854775807|text|c|2.500|1.2e+04|0000beef|42  |+7");
+  std::string const point = DecimalPoint();
+  EXPECT_EQ(exception.what(), "-1|4000000000|-2000000000|3000000000|9223372036854775807|text|c|2" + point + "500|1" +
+                                  point + "2e+04|0000beef|42  |+7");
 }
 
 TEST(VelmoraException, DoubledPercentSignIsOne)

@@ -2,6 +2,7 @@
 #include "platform/Uuid.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 #include "signalprocessing/io/file/TimeSignalException.h"
+#include "support/ClassicStream.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
 #include "support/PlatformErrors.h"
@@ -131,7 +132,7 @@ TEST(TimeSignalDetailsLookup, WrittenDocumentGivesBackListsTriggerAndUnit)
   source.AddCharacteristicValue(Uuid(kC), 2.5, Uuid(kA), "mm/s", 1480.25F);
   source.AddCharacteristicValue(Uuid(kB), std::numeric_limits<double>::infinity(), Uuid(), "", kNoSpeed);
   source.AddCharacteristicValue(Uuid(kA), 0, Uuid(), "\xC2\xB5m", 0);
-  std::stringstream document;
+  ClassicStream document;
   source.CreateXmlDetails(document);
 
   Options parser;

@@ -2,6 +2,7 @@
 #include "platform/database/MeasurementDataDO.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 #include "signalprocessing/io/file/TimeSignalException.h"
+#include "support/ClassicStream.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
 #include "support/SignalState.h"
@@ -40,7 +41,7 @@ TimeSignal PlainSignal()
 
 std::string DocumentOf(InternalTimeSignal const& signal)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   signal.CreateXmlDetails(stream);
   return stream.str();
 }
@@ -277,7 +278,7 @@ TEST(TimeSignalDetails, SpeedIsWidenedBeforeItIsWritten)
 {
   TimeSignal signal = PlainSignal();
   signal.AddCharacteristicValue(Uuid(), 0.1, Uuid(), "", 0.1F);
-  std::stringstream stream;
+  ClassicStream stream;
   stream << std::setprecision(17);
   ObjectOf(signal)->CreateXmlDetails(stream);
 
@@ -372,7 +373,7 @@ constexpr int kUnknownNumbers[] = {0, -1, 99, INT_MAX, INT_MIN};
 
 void ExpectUnknown(TimeSignal const& signal, std::string const& message, std::string const& lastTag)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   ExpectThrow<TimeSignalException>([&] { ObjectOf(signal)->CreateXmlDetails(stream); }, message, kTimeSignalUnit);
   std::string const expected = kPlainDocument.substr(0, kPlainDocument.find(lastTag) + lastTag.size());
   EXPECT_EQ(stream.str(), expected);
@@ -541,7 +542,7 @@ TEST(TimeSignalDetails, UnitWithALessThanSignMakesADocumentThatIsNoXml)
 
 TEST(TimeSignalDetails, DocumentFollowsWhatTheStreamHolds)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   stream << "before";
   ObjectOf(PlainSignal())->CreateXmlDetails(stream);
   stream << "between";
@@ -552,7 +553,7 @@ TEST(TimeSignalDetails, DocumentFollowsWhatTheStreamHolds)
 
 TEST(TimeSignalDetails, DocumentIsWrittenAtTheCurrentPosition)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   stream << "0123456789" << std::string(kPlainDocument.size(), 'x');
   stream.seekp(4);
   ObjectOf(PlainSignal())->CreateXmlDetails(stream);
@@ -586,7 +587,7 @@ TEST(TimeSignalDetails, FractionsFollowTheStreamAndIntegersDoNot)
   };
   for (auto const& set : settings)
   {
-    std::stringstream stream;
+    ClassicStream stream;
     stream << set.first << set.second << std::setprecision(set.precision) << std::setfill('*');
     auto const flags = stream.flags();
     ObjectOf(signal)->CreateXmlDetails(stream);
@@ -609,7 +610,7 @@ TEST(TimeSignalDetails, FractionsFollowTheStreamAndIntegersDoNot)
 
 TEST(TimeSignalDetails, FieldWidthMeetsTheFirstFractionOnly)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   stream << std::setw(9) << std::setfill('*');
   ObjectOf(PlainSignal())->CreateXmlDetails(stream);
 
@@ -620,7 +621,7 @@ TEST(TimeSignalDetails, LocaleOfTheStreamMeetsFractionsOnly)
 {
   TimeSignal const signal = PlainSignal();
   signal.GetHeader()->SampleCount = 4000;
-  std::stringstream stream;
+  ClassicStream stream;
   std::locale const hostile(std::locale::classic(), new HostilePunctuation);
   stream.imbue(hostile);
   ObjectOf(signal)->CreateXmlDetails(stream);
@@ -646,7 +647,7 @@ TEST(TimeSignalDetails, DocumentOfADatabaseObjectKnowsNoGlobalLocale)
 
 TEST(TimeSignalDetails, FailedStreamIsLeftToItsOwner)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   stream << "before";
   stream.setstate(std::ios_base::failbit);
   EXPECT_NO_THROW(ObjectOf(PlainSignal())->CreateXmlDetails(stream));
