@@ -1,18 +1,20 @@
 #!/usr/bin/env python3
-"""Validates details documents that the library writes against their schema, and shows that wrong documents do not validate.
+"""What the library writes validates against the schema of the details document, wrong documents do not.
 
-Usage: check_schema.py XMLLINT SCHEMA COMMAND...    COMMAND FOLDER writes documents into FOLDER, "full.xml" among them
+QEN_XMLLINT is the validator, QEN_DETAILS_DOCUMENTS the command that writes documents into a folder, "full.xml" among them.
 """
 
 import copy
 import os
 import pathlib
 import re
+import shlex
 import subprocess
-import sys
 import tempfile
+import unittest
 import xml.etree.ElementTree as ElementTree
 
+SCHEMA = pathlib.Path(__file__).parents[2] / "docs/schemas/measurement-data-details.xsd"
 NAMESPACE = "http://www.qen.example/2015/09/30/velmora/"
 OPTIONAL = {"ValidatorGroup", "Trigger", "CharacteristicValueGroup", "Speed"}
 REPEATED = {"Validator", "CharacteristicValue"}
@@ -122,43 +124,56 @@ def wrong_roots(document):
         yield f"root {tag}", document.changed(0, lambda root: setattr(root, "tag", tag))
 
 
-def validating(xmllint, schema, paths):
-    """Those of the files that validate. Loader settings that the tests need are none of xmllint's business."""
+def validating(paths):
+    """Those of the files that validate. Loader settings that the tests need are none of the validator's business."""
     environment = {name: value for name, value in os.environ.items() if not name.startswith(("LD_", "ASAN_", "UBSAN_", "LSAN_"))}
-    run = subprocess.run([xmllint, "--noout", "--nonet", "--schema", schema, *map(str, paths)], env=environment,
-                         capture_output=True, text=True, errors="replace", check=False)
+    run = subprocess.run([os.environ["QEN_XMLLINT"], "--noout", "--nonet", "--schema", str(SCHEMA), *map(str, paths)],
+                         env=environment, capture_output=True, text=True, errors="replace", check=False)
     verdicts = dict(re.findall(r"^(.*) (validates|fails to validate)$", run.stderr, re.MULTILINE))
     missing = [path for path in paths if str(path) not in verdicts]
     if missing:
-        sys.exit(f"no verdict on {missing[0]}:\n{run.stderr[-2000:]}")
+        raise RuntimeError(f"no verdict on {missing[0]}:\n{run.stderr[-2000:]}")
     return {path for path in paths if verdicts[str(path)] == "validates"}
 
 
-def main():
-    xmllint, schema, *command = sys.argv[1:]
-    with tempfile.TemporaryDirectory(prefix="qen-test-") as name:
-        folder = pathlib.Path(name)
-        subprocess.run([*command, name], check=True)
-        written = sorted(folder.glob("*.xml"))
-        valid = validating(xmllint, schema, written)
-        failures = [f"does not validate:\n{path.read_text()}" for path in written if path not in valid]
+class DetailsSchema(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix="qen-test-")
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        subprocess.run([*shlex.split(os.environ["QEN_DETAILS_DOCUMENTS"]), folder.name], check=True)
+        cls.written = sorted(cls.folder.glob("*.xml"))
+        cls.full = Document(cls.folder / "full.xml")
 
-        document = Document(folder / "full.xml")
-        untested = {name_of(child) for _, _, child in document.places() if not len(child)} - WRONG_TEXTS.keys() - ANY_TEXT
-        failures += [f"no wrong texts for {leaf}" for leaf in untested]
-        wrong = {}
-        for number, (fault, root) in enumerate([("no fault", document.root), *wrong_roots(document), *wrong_structures(document),
-                                                *wrong_texts(document)]):
-            path = folder / f"wrong-{number}.xml"
+    def test_documents_of_every_shape_validate(self):
+        self.assertGreater(len(self.written), 80)
+        valid = validating(self.written)
+        self.assertEqual([path.read_text() for path in self.written if path not in valid], [])
+
+    def passing(self, documents):
+        """The faults of those documents that validate, and how many there are in all."""
+        faults = {}
+        for number, (fault, root) in enumerate([("no fault", self.full.root), *documents]):
+            path = self.folder / f"wrong-{number}"
             ElementTree.ElementTree(root).write(path, encoding="utf-8", xml_declaration=True)
-            wrong[path] = fault
-        passed = {wrong[path] for path in validating(xmllint, schema, list(wrong))}
-        if "no fault" not in passed:
-            failures.append("the document from which the wrong ones are made does not validate")
-        failures += [f"validates: {fault}" for fault in sorted(passed - {"no fault"})]
-    print("\n".join(failures) or f"{len(written)} documents validate, {len(wrong) - 1} wrong ones do not")
-    return 1 if failures or len(written) < 80 or len(wrong) < 300 else 0
+            faults[path] = fault
+        return sorted(faults[path] for path in validating(list(faults))), len(faults)
+
+    def test_wrong_elements_do_not_validate(self):
+        passing, count = self.passing([*wrong_roots(self.full), *wrong_structures(self.full)])
+        self.assertEqual(passing, ["no fault"])
+        self.assertGreater(count, 300)
+
+    def test_wrong_values_do_not_validate(self):
+        passing, count = self.passing(wrong_texts(self.full))
+        self.assertEqual(passing, ["no fault"])
+        self.assertGreater(count, 300)
+
+    def test_every_value_has_wrong_texts(self):
+        leaves = {name_of(child) for _, _, child in self.full.places() if not len(child)}
+        self.assertEqual(leaves - ANY_TEXT, set(WRONG_TEXTS))
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    unittest.main()
