@@ -80,6 +80,22 @@ int WriteAll(int descriptor, char const* bytes, std::size_t count)
   return 0;
 }
 
+/// Gives a file a name that nothing has yet, in one step as far as the file system can.
+/// @return 0, or the error number
+int RenameToNew(char const* from, char const* to)
+{
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
+    return 0;
+  if (errno != EEXIST && link(from, to) == 0)
+    return unlink(from) == 0 ? 0 : errno;
+  if (errno == EEXIST)
+    return EEXIST;
+  struct stat status;
+  if (lstat(to, &status) == 0) // neither way is supported: the last resort
+    return EEXIST;
+  return std::rename(from, to) == 0 ? 0 : errno;
+}
+
 std::string FolderOf(std::string const& path)
 {
   std::string const folder = fs::path(path).parent_path().native();
@@ -172,17 +188,13 @@ void OutputFile::SetMode()
 void OutputFile::Rename()
 {
   SignalsHeld const held;
-  int result = -1;
+  int error = 0;
   if (existing_ == Existing::Refuse)
-  {
-    result = renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
-    if (result != 0 && errno == EEXIST)
-      Fail("not written", EEXIST);
-  }
-  if (result != 0) // to be replaced, or a file system that cannot refuse by itself
-    result = std::rename(temporary_.c_str(), target_.c_str());
-  if (result != 0)
-    Fail("cannot be written", errno);
+    error = RenameToNew(temporary_.c_str(), target_.c_str());
+  else if (std::rename(temporary_.c_str(), target_.c_str()) != 0)
+    error = errno;
+  if (error != 0)
+    Fail(error == EEXIST ? "not written" : "cannot be written", error);
   temporary_.clear();
   pendingFile[0] = '\0';
 }

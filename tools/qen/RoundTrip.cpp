@@ -6,6 +6,7 @@
 #include "SignalFile.h"
 #include "SoundFile.h"
 #include "Statistics.h"
+#include "TemporaryFolder.h"
 #include "Verification.h"
 
 #include <algorithm>
@@ -64,6 +65,7 @@ std::vector<FormResult> RoundTrip::StoreAll()
 
 FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char const* name, char const* suffix)
 {
+  TemporaryFolder::ThrowIfInterrupted();
   std::string const path = stem_ + suffix + SignalFile::kExtension;
   FormResult result;
   result.name = name;
@@ -95,6 +97,7 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
 
 FormResult RoundTrip::Export(Recording const& recording, std::size_t channel, bool asWav)
 {
+  TemporaryFolder::ThrowIfInterrupted();
   FormResult result;
   result.name = asWav ? "exported to WAV" : "exported to CSV";
   std::string const path = stem_ + (asWav ? "-exported.wav" : "-exported.csv");

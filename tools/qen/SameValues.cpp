@@ -44,34 +44,41 @@ bool Agree(Before before, After after, long long removed)
                                                                         static_cast<unsigned long long>(removed)));
 }
 
-template <std::floating_point Before, class After>
-bool Agree(Before before, After after, double removed)
+/// What was taken off floating-point samples, and by how much it may be wrong because offsets are rounded.
+struct Shift
 {
-  double const expected = static_cast<double>(before) - removed;
+  double removed = 0;
+  double rounding = 0;
+};
+
+template <std::floating_point Before, class After>
+bool Agree(Before before, After after, Shift shift)
+{
+  double const expected = static_cast<double>(before) - shift.removed;
   double const actual = static_cast<double>(after);
   if (expected == actual || (std::isnan(expected) && std::isnan(actual)))
     return true;
   double const rounding =
-      std::numeric_limits<Before>::epsilon() * (std::abs(static_cast<double>(before)) + std::abs(removed));
-  return removed != 0 && std::abs(expected - actual) <= rounding;
+      std::numeric_limits<Before>::epsilon() * (std::abs(static_cast<double>(before)) + std::abs(shift.removed));
+  return shift.removed != 0 && std::abs(expected - actual) <= rounding + shift.rounding;
 }
 
-/// What was taken off each sample: for integers a whole number up to the rounding of the offsets. Nothing when the
-/// offsets cannot belong to the same values.
+/// What was taken off each sample; for integers a whole number. Nothing when the offsets cannot belong to the same
+/// values.
 template <class T>
-std::optional<std::conditional_t<std::integral<T>, long long, double>> Removed(double offsetBefore, double offsetAfter)
+std::optional<std::conditional_t<std::integral<T>, long long, Shift>> Removed(double offsetBefore, double offsetAfter)
 {
   if (std::memcmp(&offsetBefore, &offsetAfter, sizeof(double)) == 0)
-    return 0;
+    return std::conditional_t<std::integral<T>, long long, Shift>{};
   double const removed = offsetBefore - offsetAfter;
+  double const rounding = std::numeric_limits<double>::epsilon() * (std::abs(offsetBefore) + std::abs(offsetAfter));
   if (!std::isfinite(removed))
     return std::nullopt;
   if constexpr (std::floating_point<T>)
-    return removed;
+    return Shift{removed, rounding};
   else
   {
     double const whole = std::round(removed);
-    double const rounding = std::numeric_limits<double>::epsilon() * (std::abs(offsetBefore) + std::abs(offsetAfter));
     if (std::abs(whole) >= std::ldexp(1.0, 63) || std::abs(whole - removed) > rounding)
       return std::nullopt;
     return static_cast<long long>(whole);

@@ -8,7 +8,8 @@
 /// (sample - Offset) x ScalingFactor, and the scaling factors must be equal.
 ///
 /// Integers must agree exactly. Floating-point samples of equal offsets must agree exactly, not-a-number with itself;
-/// when an offset was removed each sample may differ by the rounding of one subtraction in the type of `before`.
+/// when an offset was removed they may differ by the rounding of two subtractions, that of the sample in the type of
+/// `before` and that of the header's offset.
 ///
 /// @param before,after  uncompressed
 /// @return the index of the first sample that differs; SampleCount of the shorter signal when only the lengths or the

@@ -1,7 +1,9 @@
 import math
 import os
 import re
+import signal
 import struct
+import time
 
 from machine_model import OUTER_RACE, RATE, exact_counts
 from support import ToolTest, data_of_wav, pack, parse_signal_file, unpack, values_of, wav
@@ -122,6 +124,21 @@ class Demo(ToolTest):
         self.assertRegex(result.err, r"^qen: bad\.wav: .*\n$")
         self.assertIn("proved: all 3 samples", result.out)
         self.run_tool("demo", "bad.wav", code=3)
+
+    def test_a_signal_leaves_no_temporary_folder(self):
+        self.write("big.wav", wav(16, pack("int16", range(-5000, 5000)) * 300))
+        os.mkdir(self.path("tmp"))
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            process = self.start("demo", "big.wav", env=dict(os.environ, TMPDIR=os.fsdecode(self.path("tmp"))))
+            deadline = time.monotonic() + 60
+            while not any(files for _, _, files in os.walk(os.fsdecode(self.path("tmp")))):
+                self.assertLess(time.monotonic(), deadline)
+                self.assertIsNone(process.poll())
+                time.sleep(0.001)
+            process.send_signal(number)
+            process.communicate()
+            self.assertEqual(-number, process.returncode)
+            self.assertEqual([], self.names("tmp"))
 
     def test_no_temporary_folder_stays(self):
         os.mkdir(self.path("tmp"))
