@@ -1,10 +1,12 @@
 #include "Command.h"
 
-extern CommandEntry const kImportCommand, kInfoCommand, kVerifyCommand, kConvertCommand, kExportCommand, kDemoCommand;
+extern CommandEntry const kImportCommand, kInfoCommand, kVerifyCommand, kConvertCommand, kExportCommand,
+    kAnnotateCommand, kDetailsCommand, kDemoCommand;
 
 std::span<CommandEntry const* const> CommandTable()
 {
-  static constexpr CommandEntry const* kCommands[] = {&kImportCommand,  &kInfoCommand,   &kVerifyCommand,
-                                                      &kConvertCommand, &kExportCommand, &kDemoCommand};
+  static constexpr CommandEntry const* kCommands[] = {&kImportCommand,  &kInfoCommand,    &kVerifyCommand,
+                                                      &kConvertCommand, &kExportCommand,  &kAnnotateCommand,
+                                                      &kDetailsCommand, &kDemoCommand};
   return kCommands;
 }

@@ -6,6 +6,7 @@
 #include "OutputPlan.h"
 #include "SameValues.h"
 #include "SignalFile.h"
+#include "SignalOutput.h"
 #include "Text.h"
 #include "Verification.h"
 
@@ -17,6 +18,8 @@ constexpr char kDetails[] =
     "Changes the sample type, moves the mean of the samples into the header's offset, or changes the\n"
     "compression; values are never rescaled and all other header fields stay. Types only become wider:\n"
     "int8 to int16, int32 to float64 and so on; a type that cannot hold the range of the old one is refused.\n\n"
+    "A details document beside the input (NAME.xml) is kept: the result gets one that fits its new header.\n"
+    "--in-place replaces both; a document that is damaged or belongs to another signal stops the conversion.\n\n"
     "--check reads the written file back before it takes its name, verifies it and compares every sample\n"
     "with the input; a difference (64-bit integers can be too long for a floating-point type) leaves no\n"
     "file and makes the exit status 1.\n\n"
@@ -58,7 +61,8 @@ private:
     if (inPlace_ && file == "-")
       throw ToolError(ExitCode::Usage, "standard input has no place");
     InputFile const input(file);
-    TimeSignal signal = SignalFile::Read(input, job_);
+    auto const document = DetailsDocument::Of(input, SignalFile::ReadHeader(input));
+    TimeSignal signal = SignalFile::Read(input, job_, document ? document->Contents() : Details());
     std::optional<TimeSignal> original;
     if (check_)
       original = signal; // shares the samples until they change
@@ -67,17 +71,30 @@ private:
     Change(signal);
 
     std::string const target = inPlace_ ? file : plan_.Target(file, "", SignalFile::kExtension);
-    OutputFile output(target, inPlace_ ? OutputFile::Existing::Replace : plan_.Existing());
-    SignalFile::Write(signal, compression, output);
+    SignalOutput output(target, inPlace_ ? OutputFile::Existing::Replace : plan_.Existing(),
+                        document ? SignalOutput::Document::Always : SignalOutput::Document::WhenOneIsThere);
+    output.Write(signal, compression);
     if (original && !HoldsSameValues(*original, output.TemporaryPath(), report, file))
       return ExitCode::Difference;
     output.Commit();
+    RemarkDetails(file, document, output, report);
     if (json_)
-      report.Data(Describe(file, target, *signal.GetHeader()));
+      report.Data(Describe(file, target, output, *signal.GetHeader()));
     else
       report.Say(Text::Printable(file) + " -> " + OutputFile::Show(target) + ": " +
                  SignalFile::Summary(*signal.GetHeader()));
     return ExitCode::Good;
+  }
+
+  static void RemarkDetails(std::string const& file, std::optional<DetailsDocument> const& document,
+                            SignalOutput const& output, Report& report)
+  {
+    if (!document)
+      return;
+    if (!output.HasDocument() && !document->Contents().IsEmpty())
+      report.Note(file, "its details are left out (" + document->Contents().Summary() + "): no document goes there");
+    for (std::string const& remark : RoundedNumbers(document->Contents()))
+      report.Note(file, remark);
   }
 
   void Change(TimeSignal& signal) const
@@ -111,11 +128,13 @@ private:
     return true;
   }
 
-  std::string Describe(std::string const& file, std::string const& target, timesignal_bin_t const& header) const
+  std::string Describe(std::string const& file, std::string const& target, SignalOutput const& output,
+                       timesignal_bin_t const& header) const
   {
     Json object = JsonText::Object("qen.convert/1");
     JsonText::AddPath(object, "input", file);
     JsonText::AddPath(object, "file", target);
+    JsonText::AddOptionalPath(object, "details_file", output.DocumentPath());
     JsonText::AddEnumerator(object, "sample_type", Names::Find(Names::SampleTypes(), header.SampleType),
                             header.SampleType);
     JsonText::AddEnumerator(object, "compression", Names::Find(Names::Compressions(), header.Compression),

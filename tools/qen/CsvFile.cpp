@@ -53,6 +53,29 @@ std::vector<std::string> Split(std::string_view line, char delimiter)
   return fields;
 }
 
+/// Position of the bracket that the last character closes; npos when that is none or has no partner.
+std::size_t OpeningOfLast(std::string_view text)
+{
+  char const close = text.empty() ? '\0' : text.back();
+  char const open = close == ']' ? '[' : close == ')' ? '(' : '\0';
+  if (open == '\0')
+    return std::string_view::npos;
+  int depth = 0;
+  for (std::size_t position = text.size(); position-- > 0;)
+  {
+    depth += text[position] == close ? 1 : text[position] == open ? -1 : 0;
+    if (depth == 0)
+      return position;
+  }
+  return std::string_view::npos;
+}
+
+/// A field of a line, in double quotes when it needs them.
+std::string Quotable(std::string const& field)
+{
+  return field.find_first_of(kDelimiters) == std::string::npos ? field : '"' + field + '"';
+}
+
 /// Reads the lines: finds the column, then collects its values.
 class TableReader
 {
@@ -136,14 +159,27 @@ private:
                (names.empty() ? "" : " (" + Text::Join(names, ", ") + ")") + "; --column chooses one");
       return 0;
     }
-    auto const name = std::find(names.begin(), names.end(), column_);
-    if (name != names.end())
-      return static_cast<std::size_t>(name - names.begin());
+    if (auto const named = FindNamed(names))
+      return *named;
     std::optional<unsigned int> const number = DecimalNumber::Exact<unsigned int>(column_);
     if (!number || *number < 1 || *number > count)
       Refuse("has no column " + Text::Quoted(column_) + " among its " + std::to_string(count) +
              (names.empty() ? "" : " (" + Text::Join(names, ", ") + ")"));
     return *number - 1;
+  }
+
+  /// By the whole name, else by its words when they are those of one column only.
+  std::optional<std::size_t> FindNamed(std::vector<std::string> const& names) const
+  {
+    auto const index = [&](auto name) { return static_cast<std::size_t>(name - names.begin()); };
+    auto const whole = std::find(names.begin(), names.end(), column_);
+    if (whole != names.end())
+      return index(whole);
+    auto const matches = [&](std::string const& name) { return CsvFile::ColumnName(name).words == column_; };
+    auto const first = std::find_if(names.begin(), names.end(), matches);
+    if (first == names.end() || std::find_if(first + 1, names.end(), matches) != names.end())
+      return std::nullopt;
+    return index(first);
   }
 
   LineReader lines_;
@@ -165,12 +201,26 @@ void AppendNumber(std::string& text, T value)
 }
 } // namespace
 
+CsvFile::ColumnName::ColumnName(std::string const& text)
+{
+  std::string_view const name = text;
+  std::size_t const opening = OpeningOfLast(name);
+  words = Trimmed(name.substr(0, opening));
+  if (opening != std::string_view::npos)
+    unit = Trimmed(name.substr(opening + 1, name.size() - opening - 2));
+}
+
 Recording CsvFile::Read(InputFile const& file, ReadOptions const& options) { return TableReader(file, options).Read(); }
 
 CsvFile::Writer::Writer(OutputFile& file, WriteOptions options) : file_(file), options_(std::move(options))
 {
   if (!options_.valueName.empty())
-    text_ = (options_.timeStep ? options_.timeName + "," : "") + options_.valueName + "\n";
+  {
+    // Readers take a double quote away, and the unit with it would be another one.
+    bool const hasUnit = !options_.unit.empty() && options_.unit.find('"') == std::string::npos;
+    std::string const name = options_.valueName + (hasUnit ? " [" + options_.unit + "]" : "");
+    text_ = (options_.timeStep ? options_.timeName + "," : "") + Quotable(name) + "\n";
+  }
 }
 
 template <class T>

@@ -13,8 +13,16 @@ namespace CsvFile
 {
 struct ReadOptions
 {
-  std::string column;                      ///< name or number, from 1; may be empty when there is one column
+  std::string column; ///< name, with or without its unit, or number, from 1; may be empty when there is one column
   std::optional<sample_datatype32_t> type; ///< without it the smallest that holds all values
+};
+
+/// A column's name as "acceleration [m/s2]" or "velocity (mm/s)" has it: the words, and the unit, which may be empty.
+struct ColumnName
+{
+  explicit ColumnName(std::string const& text);
+  std::string words;
+  std::string unit;
 };
 
 /// Reads one column. Lines that begin with # and blank lines before the first value are skipped; a first line
@@ -28,6 +36,7 @@ Recording Read(InputFile const& file, ReadOptions const& options);
 struct WriteOptions
 {
   std::string valueName;          ///< the column's name on the first line; empty for no such line
+  std::string unit;               ///< behind that name in brackets
   std::optional<double> timeStep; ///< adds a first column index x step
   std::string timeName;
 };

@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "DetailsDocument.h"
 #include "Exporter.h"
 #include "InputFiles.h"
 #include "Json.h"
@@ -19,6 +20,9 @@ constexpr char kDetails[] =
     "CSV files take every type, one number a line below a line that names the column, each with the fewest\n"
     "digits that read back exactly. --raw, the default, writes the samples as they are stored, so that\n"
     "import and export give the same numbers; --physical writes (sample - offset) x scale.\n\n"
+    "The unit comes from the details document beside the input, when there is one. A CSV column of physical\n"
+    "values (or of raw ones that are the physical values) has it behind its name, physical [m/s2], where\n"
+    "qen import finds it again; WAV files have no place for it.\n\n"
     "Without -o and -d each result lies beside its input. -f may be left out when -o ends in .wav or .csv.\n\n"
     "Examples:\n"
     "  qen export pump.qts -f wav\n"
@@ -80,7 +84,8 @@ private:
   ExitCode Export(std::string const& file, Report& report)
   {
     InputFile const input(file);
-    TimeSignal signal = SignalFile::Read(input, std::nullopt);
+    auto const document = DetailsDocument::Of(input, SignalFile::ReadHeader(input));
+    TimeSignal signal = SignalFile::Read(input, std::nullopt, document ? document->Contents() : Details());
     report.Detail(file, SignalFile::Summary(*signal.GetHeader()));
     std::string const target = plan_.Target(file, "", "." + format_);
     OutputFile output(target, plan_.Existing());
@@ -92,22 +97,25 @@ private:
     timesignal_bin_t const& header = *signal.GetHeader();
     if (!options_.physical && (header.ScalingFactor != 1 || header.Offset != 0))
       report.Note(file, "raw samples were written: physical value = (sample - " + Text::Shortest(header.Offset) +
-                            ") x " + Text::Shortest(header.ScalingFactor));
+                            ") x " + Text::Shortest(header.ScalingFactor) +
+                            (signal.GetUnitString().empty() ? "" : " " + signal.GetUnitString()));
     if (json_)
-      report.Data(Describe(file, target, header));
+      report.Data(Describe(file, target, signal));
     else
       report.Say(Text::Printable(file) + " -> " + OutputFile::Show(target) + ": " +
                  Text::Counted(header.SampleCount, "sample"));
     return ExitCode::Good;
   }
 
-  std::string Describe(std::string const& file, std::string const& target, timesignal_bin_t const& header) const
+  std::string Describe(std::string const& file, std::string const& target, TimeSignal const& signal) const
   {
+    timesignal_bin_t const& header = *signal.GetHeader();
     Json object = JsonText::Object("qen.export/1");
     JsonText::AddPath(object, "input", file);
     JsonText::AddPath(object, "file", target);
     object["format"] = format_;
     object["values"] = options_.physical ? "physical" : "raw";
+    object["unit"] = signal.GetUnitString();
     object["sample_count"] = header.SampleCount;
     object["scaling_factor"] = header.ScalingFactor;
     object["offset"] = header.Offset;

@@ -27,11 +27,15 @@ int WholeRate(timesignal_bin_t const& header, std::optional<unsigned long long> 
   return static_cast<int>(rate);
 }
 
-CsvFile::WriteOptions CsvOptions(timesignal_bin_t const& header, Exporter::Options const& options)
+CsvFile::WriteOptions CsvOptions(TimeSignal const& signal, Exporter::Options const& options)
 {
+  timesignal_bin_t const& header = *signal.GetHeader();
+  bool const isPhysical = options.physical || (header.ScalingFactor == 1 && header.Offset == 0);
   CsvFile::WriteOptions csv;
   if (!options.noHeader)
     csv.valueName = options.physical ? "physical" : "raw";
+  if (isPhysical)
+    csv.unit = signal.GetUnitString();
   if (options.timeColumn)
     csv.timeStep = header.DeltaX;
   csv.timeName = SignalFile::IsTimeSignal(header) ? "time_s" : "x";
@@ -51,7 +55,7 @@ void Exporter::WriteCsv(TimeSignal& signal, Options const& options, OutputFile& 
 {
   signal.Uncompress();
   timesignal_bin_t const& header = *signal.GetHeader();
-  CsvFile::Writer writer(output, CsvOptions(header, options));
+  CsvFile::Writer writer(output, CsvOptions(signal, options));
   if (options.physical)
     ForEachPhysicalBlock(signal, [&](std::span<double const> values) { writer.Write(values); });
   else

@@ -6,6 +6,7 @@
 #include "Options.h"
 #include "OutputPlan.h"
 #include "SignalFile.h"
+#include "SignalOutput.h"
 #include "Text.h"
 
 #include "platform/QenTime.h"
@@ -21,11 +22,15 @@ constexpr char kDetails[] =
     "CSV: one value per line, or one --column of several that comma, semicolon or tab separate. A first\n"
     "line without numbers names the columns; lines that begin with # are skipped. Integers become the\n"
     "smallest of int16, int32, int64 that holds all, other numbers float64, unless --type says otherwise.\n\n"
+    "Beside each NAME.qts lies its details document NAME.xml, which holds what the signal file has no room\n"
+    "for: the unit, and what qen annotate adds. The unit is that of --unit, else what the name of the CSV\n"
+    "column has in brackets: acceleration [m/s2], velocity (mm/s). Keep both files together; --force\n"
+    "replaces both.\n\n"
     "Without -o and -d each result lies beside its input. The default of no compression keeps the samples\n"
     "directly readable at byte 120; with zlib or gzip vibration shrinks by a fifth or less and takes longer\n"
     "to read.\n\n"
     "Examples:\n"
-    "  qen import pump.wav --scale 0.001                 pump.qts, counts of 0.001\n"
+    "  qen import pump.wav --scale 0.001 --unit g        pump.qts and pump.xml, counts of 0.001 g\n"
     "  qen import run.csv --rate 25600 -o run.qts        a column of numbers taken at 25.6 kHz\n"
     "  qen import log.csv --column rms --delta-x 900     one column, a value every 900 s\n"
     "  qen import rig.wav --channel 2 --compression zlib -d signals";
@@ -77,28 +82,34 @@ private:
     std::string const suffix = recording.channels.size() > 1 ? "-" + std::to_string(number) : "";
     std::string const target = plan_.Target(file, suffix, SignalFile::kExtension);
     TimeSignal signal = importer_.MakeSignal(recording, channel);
-    OutputFile output(target, plan_.Existing());
-    SignalFile::Write(signal, compression_.value_or(no_compression), output);
+    SignalOutput output(target, plan_.Existing(), SignalOutput::Document::Always);
+    output.Write(signal, compression_.value_or(no_compression));
     output.Commit();
+    std::string const& unit = signal.GetUnitString();
+    if (!output.HasDocument() && !unit.empty())
+      report.Note(file, "the unit " + unit + " is left out: no details document goes to " + OutputFile::Show(target));
     timesignal_bin_t const& header = *signal.GetHeader();
     report.Detail(target, "measurement " + SignalFile::ToUuid(header.MeasurementUuid).ToString() + " at " +
                               QenTime::TimeStampToString(header.TimeStamp) + ", " + SignalFile::Summary(header));
     if (json_)
-      report.Data(Describe(file, target, number, recording, header));
+      report.Data(Describe(file, target, output, number, recording, signal));
     else
       report.Say(Text::Printable(file) + " -> " + OutputFile::Show(target) + ": " +
                  Text::Counted(header.SampleCount, Names::Show(Names::SampleTypes(), header.SampleType) + " sample") +
-                 ", " + SignalFile::ShowRate(header));
+                 ", " + SignalFile::ShowRate(header) + (unit.empty() ? "" : ", unit " + Text::Printable(unit)));
   }
 
-  static std::string Describe(std::string const& file, std::string const& target, std::size_t channel,
-                              Recording const& recording, timesignal_bin_t const& header)
+  static std::string Describe(std::string const& file, std::string const& target, SignalOutput const& output,
+                              std::size_t channel, Recording const& recording, TimeSignal const& signal)
   {
+    timesignal_bin_t const& header = *signal.GetHeader();
     Json object = JsonText::Object("qen.import/1");
     JsonText::AddPath(object, "input", file);
     JsonText::AddPath(object, "file", target);
+    JsonText::AddOptionalPath(object, "details_file", output.DocumentPath());
     object["channel"] = channel;
     object["label"] = recording.label.empty() ? Json(nullptr) : Json(recording.label);
+    object["unit"] = signal.GetUnitString();
     object["measurement_uuid"] = SignalFile::ToUuid(header.MeasurementUuid).ToString();
     JsonText::AddEnumerator(object, "sample_type", Names::Find(Names::SampleTypes(), header.SampleType),
                             header.SampleType);

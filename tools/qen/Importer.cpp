@@ -1,6 +1,7 @@
 #include "Importer.h"
 
 #include "CsvFile.h"
+#include "DetailsText.h"
 #include "ExitCode.h"
 #include "Options.h"
 #include "SoundContainer.h"
@@ -26,11 +27,13 @@ void Importer::AddReadingOptions(CLI::App& app)
   app.add_flag("--override-rate", overrideRate_, "use --rate or --delta-x for sound files too");
   Options::AddFactor(app, "--scale", scale_, "physical value = (sample - offset) x scale [1]");
   Options::AddNumber(app, "--offset", offset_, "offset of the samples, in counts [0]");
+  Options::AddText(app, "--unit", unitText_,
+                   "unit of the physical values, such as m/s2 [what the name of a CSV column has in brackets]");
 }
 
 void Importer::AddHeaderOptions(CLI::App& app)
 {
-  Options::AddUuid(app, "--unit-uuid", unit_, "unit of the physical values [null]");
+  Options::AddUuid(app, "--unit-uuid", unit_, "UUID of the unit of the physical values [null]");
   Options::AddUuid(app, "--config", config_, "measurement configuration [null]");
   Options::AddUuid(app, "--measurement", measurement_, "measurement, for a single result [random]");
   Options::AddUuid(app, "--job", job_, "job-data entry [the measurement]; files do not carry it");
@@ -66,7 +69,9 @@ Recording Importer::ReadCsv(InputFile const& file) const
     throw ToolError(ExitCode::Usage, "is no sound file: --channel is for sound files, --column for CSV files");
   if (!rate_ && !deltaX_)
     throw ToolError(ExitCode::Usage, "is a CSV file, which has no sampling rate: give --rate or --delta-x");
-  return CsvFile::Read(file, {column_, type_});
+  Recording recording = CsvFile::Read(file, {column_, type_});
+  RemarkUnit(recording);
+  return recording;
 }
 
 /// The user should know when what he gave is not used.
@@ -76,6 +81,23 @@ void Importer::RemarkRate(Recording& recording) const
   if ((rate_ || deltaX_) && !asGiven && !overrideRate_)
     recording.remarks.push_back("keeps its own rate of " + Text::Shortest(*recording.rate) +
                                 " Hz; --override-rate replaces it");
+}
+
+/// A unit in the header that documents cannot keep is no reason to refuse the values.
+void Importer::RemarkUnit(Recording& recording) const
+{
+  std::string const unit = CsvFile::ColumnName(recording.label).unit;
+  std::string const problem = DetailsText::Problem(unit);
+  if (!unitText_ && !problem.empty())
+    recording.remarks.push_back("the column's unit is not taken: " + Text::Quoted(unit) + " " + problem +
+                                "; --unit gives another");
+}
+
+std::string Importer::UnitOf(Recording const& recording) const
+{
+  std::string const unit = CsvFile::ColumnName(recording.label).unit;
+  bool const isNamed = !unit.empty() && DetailsText::Problem(unit).empty();
+  return unitText_.value_or(isNamed ? unit : defaultUnit_);
 }
 
 double Importer::SampleSpacing(Recording const& recording) const
@@ -100,7 +122,7 @@ TimeSignal Importer::MakeSignal(Recording const& recording, std::size_t channel)
           offset_.value_or(0),
           time_.value_or(now_),
           unit_.value_or(Uuid()),
-          std::string(),
+          UnitOf(recording),
           SampleTypeOf(samples),
           SampleCountOf(samples),
           SampleBytesOf(samples),

@@ -22,11 +22,13 @@ public:
   /// Reads a recording: a sound file when it begins as one, else a CSV file.
   Recording Read(InputFile const& file) const;
 
-  /// The uncompressed signal of one channel of a recording.
+  /// The uncompressed signal of one channel of a recording, with the unit that the user or a CSV file's header names.
   TimeSignal MakeSignal(Recording const& recording, std::size_t channel) const;
 
   /// The scale when the user gives none; 1 otherwise.
   void SetDefaultScale(double scale) { defaultScale_ = scale; }
+  /// The unit when neither the user nor the recording gives one; empty otherwise.
+  void SetDefaultUnit(std::string unit) { defaultUnit_ = std::move(unit); }
   bool HasMeasurement() const { return measurement_.has_value(); }
 
 private:
@@ -34,6 +36,8 @@ private:
   Recording ReadCsv(InputFile const& file) const;
   double SampleSpacing(Recording const& recording) const;
   void RemarkRate(Recording& recording) const;
+  std::string UnitOf(Recording const& recording) const;
+  void RemarkUnit(Recording& recording) const;
 
   std::optional<unsigned long long> channel_;
   std::string column_;
@@ -42,7 +46,9 @@ private:
   bool overrideRate_ = false;
   std::optional<double> rate_, deltaX_;
   std::optional<double> scale_, offset_;
+  std::optional<std::string> unitText_;
   double defaultScale_ = 1;
+  std::string defaultUnit_;
   std::optional<Uuid> config_, measurement_, unit_, job_;
   std::optional<long long> time_;
   std::optional<signal32_t> signalType_;

@@ -18,6 +18,14 @@ void JsonText::AddPath(Json& object, std::string const& key, std::string const& 
     object[key + "_hex"] = Text::Hex(path);
 }
 
+void JsonText::AddOptionalPath(Json& object, std::string const& key, std::string const& path)
+{
+  if (path.empty())
+    object[key] = nullptr;
+  else
+    AddPath(object, key, path);
+}
+
 void JsonText::AddTime(Json& object, std::string const& key, long long microseconds)
 {
   object[key] = QenTime::TimeStampToString(microseconds);

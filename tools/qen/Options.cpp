@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include "DecimalNumber.h"
+#include "DetailsText.h"
 #include "TimeText.h"
 
 #include <cmath>
@@ -27,17 +28,9 @@ CLI::Option* Add(CLI::App& app, std::string const& name, std::optional<T>& value
   return app.add_option_function<std::string>(name, read, help)->type_name(typeName)->take_last();
 }
 
-double FiniteNumber(std::string const& text)
-{
-  std::optional<double> const number = DecimalNumber::Nearest(text);
-  if (!number || !std::isfinite(*number))
-    throw std::invalid_argument("\"" + text + "\" is no finite number");
-  return *number;
-}
-
 double NonZeroNumber(std::string const& text)
 {
-  double const number = FiniteNumber(text);
+  double const number = Options::FiniteNumber(text);
   if (number == 0)
     throw std::invalid_argument("must not be 0");
   return number;
@@ -45,7 +38,7 @@ double NonZeroNumber(std::string const& text)
 
 double PositiveNumber(std::string const& text)
 {
-  double const number = FiniteNumber(text);
+  double const number = Options::FiniteNumber(text);
   if (number <= 0)
     throw std::invalid_argument("\"" + text + "\" is not above 0");
   return number;
@@ -58,18 +51,10 @@ unsigned long long WholeNumber(std::string const& text)
   return *DecimalNumber::Exact<unsigned long long>(text);
 }
 
-Uuid ReadUuid(std::string const& text)
+std::string KeepableText(std::string const& text)
 {
-  if (text.empty())
-    throw std::invalid_argument("the UUID is empty");
-  try
-  {
-    return Uuid(text);
-  }
-  catch (UuidException const&)
-  {
-    throw std::invalid_argument("\"" + text + "\" is no UUID");
-  }
+  DetailsText::Require(text);
+  return text;
 }
 
 template <class T>
@@ -85,6 +70,28 @@ CLI::Option* AddName(CLI::App& app, std::string const& name, std::span<Names::En
   return Add<T>(app, name, value, help, typeName, read);
 }
 } // namespace
+
+double Options::FiniteNumber(std::string const& text)
+{
+  std::optional<double> const number = DecimalNumber::Nearest(text);
+  if (!number || !std::isfinite(*number))
+    throw std::invalid_argument("\"" + text + "\" is no finite number");
+  return *number;
+}
+
+Uuid Options::ReadUuid(std::string const& text)
+{
+  if (text.empty())
+    throw std::invalid_argument("the UUID is empty");
+  try
+  {
+    return Uuid(text);
+  }
+  catch (UuidException const&)
+  {
+    throw std::invalid_argument("\"" + text + "\" is no UUID");
+  }
+}
 
 CLI::Option* Options::AddNumber(CLI::App& app, std::string const& name, std::optional<double>& value,
                                 std::string const& help)
@@ -114,6 +121,12 @@ CLI::Option* Options::AddUuid(CLI::App& app, std::string const& name, std::optio
                               std::string const& help)
 {
   return Add<Uuid>(app, name, value, help, "UUID", ReadUuid);
+}
+
+CLI::Option* Options::AddText(CLI::App& app, std::string const& name, std::optional<std::string>& value,
+                              std::string const& help)
+{
+  return Add<std::string>(app, name, value, help, "TEXT", KeepableText);
 }
 
 CLI::Option* Options::AddTime(CLI::App& app, std::string const& name, std::optional<long long>& value,

@@ -21,9 +21,16 @@ CLI::Option* AddPositive(CLI::App& app, std::string const& name, std::optional<d
 CLI::Option* AddCount(CLI::App& app, std::string const& name, std::optional<unsigned long long>& value,
                       std::string const& help);
 CLI::Option* AddUuid(CLI::App& app, std::string const& name, std::optional<Uuid>& value, std::string const& help);
+/// A text that details documents can keep.
+CLI::Option* AddText(CLI::App& app, std::string const& name, std::optional<std::string>& value,
+                     std::string const& help);
 CLI::Option* AddTime(CLI::App& app, std::string const& name, std::optional<long long>& value, std::string const& help);
 CLI::Option* AddSampleType(CLI::App& app, std::optional<sample_datatype32_t>& value, std::string const& help);
 CLI::Option* AddSignalType(CLI::App& app, std::optional<signal32_t>& value, std::string const& help);
 /// none, zlib or gzip
 CLI::Option* AddCompression(CLI::App& app, std::optional<compression32_t>& value, std::string const& help);
+
+/// The conversions themselves; they throw std::invalid_argument.
+double FiniteNumber(std::string const& text);
+Uuid ReadUuid(std::string const& text);
 } // namespace Options

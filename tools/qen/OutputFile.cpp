@@ -17,16 +17,30 @@ namespace
 {
 namespace fs = std::filesystem;
 
-/// The file that a signal must not leave behind; empty when there is none. Read by the handler.
-std::array<char, 4096> pendingFile;
+/// The files that a signal must not leave behind; empty names stand for none. Read by the handler.
+std::array<std::array<char, 4096>, 2> pendingFiles;
 
 constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
 extern "C" void RemovePendingFile(int signal)
 {
-  if (pendingFile[0] != '\0')
-    unlink(pendingFile.data());
+  for (auto const& file : pendingFiles)
+    if (file[0] != '\0')
+      unlink(file.data());
   raise(signal); // the handler is gone by now: ends the process as the signal does
+}
+
+/// Notes a file in the table above.
+/// @return its entry; null when there is no room for it
+char* NotePending(std::string const& path)
+{
+  for (auto& file : pendingFiles)
+    if (file[0] == '\0' && path.size() < file.size())
+    {
+      file[path.copy(file.data(), path.size())] = '\0';
+      return file.data();
+    }
+  return nullptr;
 }
 
 /// Keeps ending signals away while the temporary file and its entry above change together.
@@ -104,7 +118,7 @@ std::string FolderOf(std::string const& path)
 } // namespace
 
 OutputFile::OutputFile(std::string const& target, Existing existing)
-  : target_(target), existing_(existing), isStream_(target == "-")
+  : name_(target), target_(target), existing_(existing), isStream_(target == "-")
 {
   std::error_code ignored;
   fs::file_status const status = isStream_ ? fs::file_status() : fs::status(target_, ignored);
@@ -137,8 +151,7 @@ void OutputFile::Create(std::string const& folder)
   if (descriptor_ < 0)
     Fail("cannot be written", errno);
   temporary_ = name;
-  if (temporary_.size() < pendingFile.size())
-    pendingFile[temporary_.copy(pendingFile.data(), temporary_.size())] = '\0';
+  pending_ = NotePending(temporary_);
 }
 
 void OutputFile::Write(void const* bytes, std::size_t count)
@@ -155,10 +168,41 @@ void OutputFile::Commit()
     CopyToTarget();
     return;
   }
+  Synchronise();
+  Rename();
+  SynchroniseFolder();
+}
+
+void OutputFile::CommitTogether(OutputFile& first, OutputFile& second)
+{
+  first.Synchronise();
+  second.Synchronise();
+  {
+    SignalsHeld const held;
+    first.Rename();
+    try
+    {
+      second.Rename();
+    }
+    catch (ToolError const&)
+    {
+      first.Withdraw();
+      throw;
+    }
+  }
+  first.SynchroniseFolder();
+  second.SynchroniseFolder();
+}
+
+void OutputFile::Synchronise()
+{
   SetMode();
   if (fsync(descriptor_) != 0)
     Fail("cannot be brought to the disk", errno);
-  Rename();
+}
+
+void OutputFile::SynchroniseFolder() const
+{
   int const folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   // Some file systems cannot synchronise folders: they answer EINVAL.
   bool const synchronised = folder >= 0 && (fsync(folder) == 0 || errno == EINVAL);
@@ -167,6 +211,13 @@ void OutputFile::Commit()
     close(folder);
   if (!synchronised && folder >= 0)
     Fail("was written, but its folder cannot be brought to the disk", error);
+}
+
+/// Takes a file back that has its name already; one that another file gave way to must stay.
+void OutputFile::Withdraw() const
+{
+  if (existing_ == Existing::Refuse)
+    unlink(target_.c_str());
 }
 
 /// Owner and mode of the file that is replaced, or those of any new file. File systems without them refuse, and only
@@ -195,8 +246,15 @@ void OutputFile::Rename()
     error = errno;
   if (error != 0)
     Fail(error == EEXIST ? "not written" : "cannot be written", error);
+  Forget();
+}
+
+void OutputFile::Forget()
+{
   temporary_.clear();
-  pendingFile[0] = '\0';
+  if (pending_ != nullptr)
+    *pending_ = '\0';
+  pending_ = nullptr;
 }
 
 void OutputFile::CopyToTarget()
@@ -226,8 +284,7 @@ void OutputFile::Remove()
     return;
   SignalsHeld const held;
   unlink(temporary_.c_str());
-  temporary_.clear();
-  pendingFile[0] = '\0';
+  Forget();
 }
 
 std::string OutputFile::Show(std::string const& target)
@@ -238,5 +295,5 @@ std::string OutputFile::Show(std::string const& target)
 void OutputFile::Fail(char const* doing, int error) const
 {
   std::string const reason = error == EEXIST ? "the file exists, --force replaces it" : std::strerror(error);
-  throw ToolError(ExitCode::Disk, Show(target_) + " " + doing + ": " + reason);
+  throw ToolError(ExitCode::Disk, Show(name_) + " " + doing + ": " + reason);
 }

@@ -12,7 +12,7 @@
 /// The target "-" is standard output. For it and for targets that are no ordinary files (devices, pipes) the temporary
 /// file lies in the system's folder for such files and Commit copies it.
 ///
-/// One object at a time. Failures are ToolError with the status Disk and a text that names the target.
+/// At most two objects at a time. Failures are ToolError with the status Disk and a text that names the target.
 class OutputFile
 {
 public:
@@ -33,22 +33,34 @@ public:
   void Write(void const* bytes, std::size_t count);
 
   void Commit();
+  /// Commits two files that belong together: both are on the disk before the first takes its name. When the second is
+  /// refused its name, a first that replaced nothing loses its own again.
+  static void CommitTogether(OutputFile& first, OutputFile& second);
+
+  /// Whether the target is standard output, a device or a pipe.
+  bool IsStream() const { return isStream_; }
 
   /// A target as messages name it.
   static std::string Show(std::string const& target);
 
 private:
   void Create(std::string const& folder);
+  void Synchronise();
   void SetMode();
   void Rename();
+  void SynchroniseFolder() const;
+  void Withdraw() const;
   void CopyToTarget();
   void Remove();
+  void Forget();
   [[noreturn]] void Fail(char const* doing, int error) const;
 
+  std::string name_; ///< as the user knows the target
   std::string target_;
   std::string folder_;
   std::string temporary_;
   Existing existing_;
   int descriptor_ = -1;
+  char* pending_ = nullptr; ///< the temporary file's entry in the table that the signal handler reads
   bool isStream_ = false;
 };

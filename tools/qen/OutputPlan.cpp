@@ -28,6 +28,14 @@ void OutputPlan::RequireRoomFor(std::size_t results) const
                     "-o names one file for " + std::to_string(results) + " results; -d names a folder");
 }
 
+void OutputPlan::MakeFolder(std::string const& path)
+{
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error)
+    throw ToolError(ExitCode::Disk, Text::Printable(path) + " cannot be made: " + error.message());
+}
+
 std::string OutputPlan::Target(std::string const& input, std::string const& suffix, std::string const& extension)
 {
   namespace fs = std::filesystem;
@@ -36,11 +44,8 @@ std::string OutputPlan::Target(std::string const& input, std::string const& suff
   if (input == "-" && !HasDirectory())
     throw ToolError(ExitCode::Usage, "standard input needs -o or -d");
   std::string const stem = input == "-" ? "stdin" : fs::path(input).stem().native();
-  std::error_code error;
   if (HasDirectory())
-    fs::create_directories(directory_, error);
-  if (error)
-    throw ToolError(ExitCode::Disk, Text::Printable(directory_) + " cannot be made: " + error.message());
+    MakeFolder(directory_);
   fs::path const folder = HasDirectory() ? fs::path(directory_) : fs::path(input).parent_path();
   std::string target = (folder / (stem + suffix + extension)).native();
   if (!taken_.insert(fs::path(target).lexically_normal().native()).second)

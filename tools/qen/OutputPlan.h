@@ -25,6 +25,9 @@ public:
   /// the folder of -d. Refuses a name that an earlier result of this call has, and standard input without -o and -d.
   std::string Target(std::string const& input, std::string const& suffix, std::string const& extension);
 
+  /// Makes a folder, and those above it, unless it is there.
+  static void MakeFolder(std::string const& path);
+
 private:
   std::string file_;
   std::string directory_;

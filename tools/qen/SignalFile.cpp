@@ -65,13 +65,15 @@ timesignal_bin_t SignalFile::ReadHeader(InputFile const& file)
   return *header;
 }
 
-TimeSignal SignalFile::Read(InputFile const& file, std::optional<Uuid> const& job)
+TimeSignal SignalFile::Read(InputFile const& file, std::optional<Uuid> const& job, Details const& details)
 {
   timesignal_bin_t const header = ReadHeader(file);
   if (file.Size() >= kFirstSizeBeyondFiles)
     throw ToolError(ExitCode::Unreadable, "has 4 GiB or more, which no time signal file has");
   Record const record = ReadRecord(file);
-  return {*record, std::string(), JobOf(header, job)};
+  TimeSignal signal(*record, details.unit, JobOf(header, job));
+  details.AddTo(signal);
+  return signal;
 }
 
 void SignalFile::Write(TimeSignal& signal, compression32_t compression, OutputFile& output)

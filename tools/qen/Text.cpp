@@ -57,8 +57,8 @@ std::string Escape(unsigned char byte)
   }
 }
 /// Not-a-number without its sign, which processors give it differently.
-template <class Write>
-std::string Number(Write write, double value)
+template <class Write, class T>
+std::string Number(Write write, T value)
 {
   if (std::isnan(value))
     return "nan";
@@ -119,6 +119,11 @@ std::string Text::Shortest(double value)
   return Number([=](char* begin, char* end) { return std::to_chars(begin, end, value); }, value);
 }
 
+std::string Text::Shortest(float value)
+{
+  return Number([=](char* begin, char* end) { return std::to_chars(begin, end, value); }, value);
+}
+
 std::string Text::Rounded(double value, int digits)
 {
   return Number([=](char* begin, char* end)
@@ -159,6 +164,17 @@ std::string Text::Counted(unsigned long long count, std::string_view singular, s
   text += count == 1 || plural.empty() ? singular : plural;
   if (count != 1 && plural.empty())
     text += "s";
+  return text;
+}
+
+std::string Text::Right(std::string const& text, std::size_t width)
+{
+  return std::string(text.size() < width ? width - text.size() : 0, ' ') + text;
+}
+
+std::string Text::Left(std::string text, std::size_t width)
+{
+  text.resize(std::max(width, text.size()), ' ');
   return text;
 }
 

@@ -21,6 +21,7 @@ std::string Hex(std::string_view bytes);
 
 /// The shortest text that reads back as the same number; "nan", "inf", "-inf".
 std::string Shortest(double value);
+std::string Shortest(float value);
 /// At most so many significant digits, for tables.
 std::string Rounded(double value, int digits = 6);
 /// With so many digits behind the point.
@@ -32,6 +33,9 @@ std::string Hex16(unsigned value);
 std::string Join(std::span<std::string const> parts, std::string_view separator);
 /// "1 sample", "2 samples".
 std::string Counted(unsigned long long count, std::string_view singular, std::string_view plural = {});
+/// Blanks in front of the text, or behind it, up to the width.
+std::string Right(std::string const& text, std::size_t width);
+std::string Left(std::string text, std::size_t width);
 /// The text in lower case; only the letters A to Z change.
 std::string Lower(std::string_view text);
 } // namespace Text

@@ -1,13 +1,13 @@
 #include "Verification.h"
 
 #include "DeflateStream.h"
+#include "ExitCode.h"
 #include "Names.h"
 #include "Recording.h"
 #include "SignalFile.h"
 #include "Text.h"
 
-#include "signalprocessing/io/file/TimeSignal.h"
-
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -125,27 +125,49 @@ void CheckStream(timesignal_bin_t const& header, DeflateStream const& stream, Ve
 }
 
 /// One pass over the stored bytes: their checksum and, when they are compressed, their stream.
-void CheckSamples(InputFile const& file, timesignal_bin_t const& header, Verification& verification)
+class SampleCheck
 {
-  std::optional<DeflateStream> stream;
-  if (IsCompressed(header))
-    stream.emplace(header.Compression == zlib ? DeflateStream::Format::Zlib : DeflateStream::Format::GZip,
-                   std::min(SignalFile::UncompressedSize(header).value_or(kMaximumSampleBytes), kMaximumSampleBytes));
-  unsigned checksum = 0;
-  unsigned long long stored = 0;
-  SequentialReader reader(file, kTimeSignalHeaderSize);
-  for (auto piece = reader.Next(); !piece.empty(); piece = reader.Next())
+public:
+  explicit SampleCheck(timesignal_bin_t const& header) : header_(header)
   {
-    checksum ^= TimeSignal::CalcChecksum(piece.data(), piece.size()); // pieces but the last are even: sums combine
-    stored += piece.size();
-    if (stream)
-      stream->Feed(piece);
+    if (IsCompressed(header))
+      stream_.emplace(
+          header.Compression == zlib ? DeflateStream::Format::Zlib : DeflateStream::Format::GZip,
+          std::min(SignalFile::UncompressedSize(header).value_or(kMaximumSampleBytes), kMaximumSampleBytes));
   }
-  if (checksum != header.DataChecksum)
-    Damage(verification, "samples", Checksums(header.DataChecksum, checksum));
-  // A signal without samples has no stream in either compression.
-  if (stream && (stored != 0 || header.SampleCount != 0))
-    CheckStream(header, *stream, verification);
+
+  /// All pieces but the last have an even size, so that their checksums combine.
+  void Feed(std::span<unsigned char const> piece)
+  {
+    checksum_ ^= TimeSignal::CalcChecksum(piece.data(), piece.size());
+    stored_ += piece.size();
+    if (stream_)
+      stream_->Feed(piece);
+  }
+
+  void Finish(Verification& verification) const
+  {
+    if (checksum_ != header_.DataChecksum)
+      Damage(verification, "samples", Checksums(header_.DataChecksum, checksum_));
+    // A signal without samples has no stream in either compression.
+    if (stream_ && (stored_ != 0 || header_.SampleCount != 0))
+      CheckStream(header_, *stream_, verification);
+  }
+
+private:
+  timesignal_bin_t const& header_;
+  std::optional<DeflateStream> stream_;
+  unsigned checksum_ = 0;
+  unsigned long long stored_ = 0;
+};
+
+void CheckHeader(timesignal_bin_t const& header, Verification& verification)
+{
+  CheckHeaderChecksum(header, verification);
+  CheckEnumerations(header, verification);
+  CheckSizes(header, verification);
+  CheckIdentifiers(header, verification);
+  CheckNumbers(header, verification);
 }
 } // namespace
 
@@ -154,23 +176,60 @@ Verification VerifyHeader(InputFile const& file)
   Verification verification;
   verification.fileSize = file.Size();
   verification.header = SignalFile::PeekHeader(file);
-  if (!verification.header)
-  {
+  if (verification.header)
+    CheckHeader(*verification.header, verification);
+  else
     Damage(verification, "size", std::to_string(file.Size()) + " bytes in the file, the header alone takes 120");
-    return verification;
-  }
-  CheckHeaderChecksum(*verification.header, verification);
-  CheckEnumerations(*verification.header, verification);
-  CheckSizes(*verification.header, verification);
-  CheckIdentifiers(*verification.header, verification);
-  CheckNumbers(*verification.header, verification);
   return verification;
 }
 
 Verification Verify(InputFile const& file)
 {
   Verification verification = VerifyHeader(file);
-  if (verification.header)
-    CheckSamples(file, *verification.header, verification);
+  if (!verification.header)
+    return verification;
+  SampleCheck check(*verification.header);
+  SequentialReader reader(file, kTimeSignalHeaderSize);
+  for (auto piece = reader.Next(); !piece.empty(); piece = reader.Next())
+    check.Feed(piece);
+  check.Finish(verification);
   return verification;
+}
+
+Verification Verify(TimeSignal const& signal)
+{
+  Verification verification;
+  std::span<unsigned char const> const stored = signal.GetStoredSamples();
+  verification.fileSize = kTimeSignalHeaderSize + stored.size();
+  verification.header = *signal.GetHeader();
+  verification.header->Samples = nullptr;
+  CheckHeader(*verification.header, verification);
+  SampleCheck check(*verification.header);
+  if (!stored.empty())
+    check.Feed(stored);
+  check.Finish(verification);
+  return verification;
+}
+
+std::optional<DetailsDocument> VerifyDetails(InputFile const& file, Verification& verification)
+{
+  if (!verification.header)
+    return std::nullopt;
+  try
+  {
+    std::optional<DetailsDocument> document = DetailsDocument::Beside(file);
+    if (document)
+      for (std::string const& difference : document->Differences(*verification.header))
+        Damage(verification, "details", difference);
+    return document;
+  }
+  catch (ToolError const& error)
+  {
+    constexpr std::string_view kPart = "details: "; // stands in front of every finding of this part
+    std::string_view text = error.what();
+    if (text.starts_with(kPart))
+      text.remove_prefix(kPart.size());
+    Damage(verification, "details", std::string(text));
+    return std::nullopt;
+  }
 }

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "DetailsDocument.h"
 #include "InputFile.h"
 
-#include "signalprocessing/io/file/TimeSignalRecord.h"
+#include "signalprocessing/io/file/TimeSignal.h"
 
 #include <optional>
 #include <string>
@@ -13,7 +14,7 @@ struct Verification
 {
   struct Finding
   {
-    char const* part; ///< "size", "header", "samples" or "stream"
+    char const* part; ///< "size", "header", "samples", "stream" or "details"
     std::string text;
   };
 
@@ -31,3 +32,8 @@ struct Verification
 Verification Verify(InputFile const& file);
 /// The part of it that the header alone tells.
 Verification VerifyHeader(InputFile const& file);
+/// The same checks as of a file, on a signal that came from elsewhere.
+Verification Verify(TimeSignal const& signal);
+/// Adds what is wrong with the details document beside a file: it must be readable and repeat the header.
+/// @return the document, when there is one that can be read
+std::optional<DetailsDocument> VerifyDetails(InputFile const& file, Verification& verification);

@@ -2,6 +2,7 @@
 #include "InputFiles.h"
 #include "Json.h"
 #include "SignalFile.h"
+#include "SignalJson.h"
 #include "Text.h"
 #include "Verification.h"
 
@@ -11,11 +12,13 @@ constexpr char const* kExtensions[] = {SignalFile::kExtension};
 
 constexpr char kDetails[] =
     "Checks the sizes, the header checksum, versions and enumerations, the sample checksum, the stream of\n"
-    "compressed samples (decoded in full), and the number of samples against the bytes. One line a file:\n"
+    "compressed samples (decoded in full), the number of samples against the bytes, and the details document\n"
+    "beside the file, when there is one: it must be readable and repeat the header. One line a file:\n"
     "\"FILE: good\", or \"FILE: damaged: PART: finding\" for each finding; the parts are size, header,\n"
-    "samples and stream. Remarks on what is allowed but doubtful (null UUIDs, a spacing of 0) stand behind\n"
-    "\"good\". With -q only damaged files are listed.\n"
-    "The checksums are 16-bit exclusive ors: they see every single wrong bit, but not swapped words.\n\n"
+    "samples, stream and details. Remarks on what is allowed but doubtful (null UUIDs, a spacing of 0) stand\n"
+    "behind \"good\". With -q only damaged files are listed.\n"
+    "The checksums are 16-bit exclusive ors: they see every single wrong bit, but not swapped words.\n"
+    "Unit, trigger and the other values in the document have no checksum.\n\n"
     "Examples:\n"
     "  qen verify signals && echo all good\n"
     "  qen verify --json *.qts";
@@ -44,7 +47,8 @@ private:
   ExitCode VerifyFile(std::string const& file, Report& report)
   {
     InputFile const input(file);
-    Verification const verification = Verify(input);
+    Verification verification = Verify(input);
+    VerifyDetails(input, verification);
     if (verification.header)
       report.Detail(file, SignalFile::Summary(*verification.header));
     if (json_)
@@ -68,22 +72,14 @@ private:
     report.Data(name + "good" + (remarks.empty() ? "" : " (" + Text::Join(remarks, ", ") + ")"));
   }
 
-  static Json List(std::vector<Verification::Finding> const& findings)
-  {
-    Json list = Json::array();
-    for (Verification::Finding const& finding : findings)
-      list.push_back({{"part", finding.part}, {"text", finding.text}});
-    return list;
-  }
-
   static std::string Describe(std::string const& file, Verification const& verification)
   {
     Json object = JsonText::Object("qen.verify/1");
     JsonText::AddPath(object, "file", file);
     object["good"] = verification.IsGood();
     object["file_size"] = verification.fileSize;
-    object["damage"] = List(verification.damage);
-    object["remarks"] = List(verification.remarks);
+    object["damage"] = SignalJson::OfFindings(verification.damage);
+    object["remarks"] = SignalJson::OfFindings(verification.remarks);
     return JsonText::Line(object);
   }
 

@@ -12,8 +12,10 @@ namespace
 {
 constexpr char kIntroduction[] =
     "Time signal files (.qts): measured machine vibration, one signal a file, exact and checksummed.\n"
-    "Makes them from WAV and CSV recordings, shows, checks and converts them, and gives recordings back.\n";
+    "Makes them from WAV and CSV recordings, shows, checks and converts them, adds units and other details,\n"
+    "keeps many in one archive, and gives recordings back.\n";
 constexpr char kClosing[] =
+    "NAME.qts has its details document NAME.xml beside it: unit, validators, trigger, characteristic values.\n"
     "Data goes to standard output, messages to standard error. FILE may be a directory, which stands for\n"
     "all files below it, and - is standard input or output.\n"
     "Exit status: 0 good, 1 damage or a difference found, 2 wrong usage, 3 unreadable input,\n"
@@ -46,6 +48,12 @@ struct Selection
   bool verbose = false;
 };
 
+void AddTalkOptions(CLI::App& app, Selection& selection)
+{
+  auto* const quiet = app.add_flag("-q,--quiet", selection.quiet, "say nothing but errors");
+  app.add_flag("-v,--verbose", selection.verbose, "say more")->excludes(quiet);
+}
+
 void AddCommand(CLI::App& app, CommandEntry const& entry, Selection& selection)
 {
   CLI::App* const sub = app.add_subcommand(entry.name, entry.summary);
@@ -54,8 +62,9 @@ void AddCommand(CLI::App& app, CommandEntry const& entry, Selection& selection)
   sub->set_help_flag("-h,--help", "show this help");
   Command* const command = selection.commands.emplace_back(entry.make()).get();
   command->Define(*sub);
-  auto* const quiet = sub->add_flag("-q,--quiet", selection.quiet, "say nothing but errors");
-  sub->add_flag("-v,--verbose", selection.verbose, "say more")->excludes(quiet);
+  std::vector<CLI::App*> const parts = sub->get_subcommands([](CLI::App*) { return true; });
+  for (CLI::App* const part : parts.empty() ? std::vector<CLI::App*>{sub} : parts)
+    AddTalkOptions(*part, selection);
   sub->callback([&selection, command] { selection.chosen = command; });
 }
 
@@ -73,7 +82,7 @@ std::vector<std::string> Arguments(int argc, char const* const* argv)
   {
     std::string& argument = arguments[i];
     bool const isTaken = argument == "++" || (argument.starts_with('[') && argument.ends_with(']'));
-    if (isTaken && arguments[i - 1] != "--column")
+    if (isTaken && arguments[i - 1] != "--column" && arguments[i - 1] != "--unit")
       argument.insert(0, "./");
   }
   return {arguments.rbegin(), arguments.rend()};
@@ -93,13 +102,18 @@ ExitCode ReportParseResult(CLI::App& app, CLI::ParseError const& result, std::st
     return ExitCode::Good;
   }
   bool const hasCommand = !app.get_subcommands().empty();
+  std::string command = "qen";
+  for (CLI::App const* part = &app; !part->get_subcommands().empty();)
+  {
+    part = part->get_subcommands().front();
+    command += " " + part->get_name();
+  }
   if (firstArgument.empty())
     report.Error("which command?\n\n" + app.help());
   else if (!hasCommand)
     report.Error("there is no command or option \"" + Text::Printable(firstArgument) + "\" (qen --help explains)");
   else
-    report.Error(Text::Printable(result.what()) + " (qen" +
-                 (hasCommand ? " " + app.get_subcommands().front()->get_name() : "") + " --help explains)");
+    report.Error(Text::Printable(result.what()) + " (" + command + " --help explains)");
   return ExitCode::Usage;
 }
 

@@ -1,7 +1,9 @@
 """What the tests of the tool share: running it, and independent models of its file formats."""
 
+import datetime
 import functools
 import json
+import math
 import os
 import operator
 import shlex
@@ -57,6 +59,105 @@ def signal_file(sample_type, stored, count, delta_x=0.001, scale=1.0, offset=0.0
     header = HEADER.pack(2, 120, signal_type, config.bytes, measurement.bytes, delta_x, scale, offset, time, unit.bytes,
                          method, number, count, byte_count, reserved, xor16(stored), 0)
     return header[:118] + struct.pack("<H", xor16(header[:118])) + stored
+
+
+NAMESPACE = "http://www.qen.example/2015/09/30/velmora/"
+SIGNAL_TYPES = ("raw_time_signal", "demodulation_time_signal", "raw_spectrum", "demodulation_spectrum", "order_analysis")
+
+
+class Named:
+    """A validator, a trigger or a characteristic value."""
+
+    def __init__(self, id, number, unit="", unit_id=NULL, speed=math.nan):
+        self.id, self.number, self.unit, self.unit_id, self.speed = id, number, unit, unit_id, speed
+
+
+class Details:
+    """What a signal carries beside its record."""
+
+    def __init__(self, unit="", validators=(), trigger=None, values=()):
+        self.unit, self.validators, self.trigger, self.values = unit, validators, trigger, values
+
+
+def time_text(microseconds):
+    return (datetime.datetime(1970, 1, 1) + datetime.timedelta(microseconds=microseconds)).isoformat(timespec="microseconds") + "Z"
+
+
+def document(data, details=Details()):
+    """The details document of a signal file, line by line."""
+    header = dict(zip(HEADER_FIELDS, HEADER.unpack(data[:120])))
+    lines = []
+
+    def group(indent, name, content):
+        lines.append(" " * indent + "<vel:%s>" % name)
+        content()
+        lines.append(" " * indent + "</vel:%s>" % name)
+
+    def element(indent, name, value):
+        lines.append(" " * indent + "<vel:%s>%s</vel:%s>" % (name, value, name))
+
+    def named(indent, prefix, number_name, one):
+        element(indent, prefix + "Uuid", one.id)
+        element(indent, number_name, "%g" % one.number)
+        element(indent, "UnitUuid", one.unit_id)
+        element(indent, "UnitString", one.unit)
+        if prefix == "CharacteristicValue" and not math.isnan(one.speed):
+            element(indent, "Speed", "%g" % one.speed)
+
+    def header_info():
+        element(9, "BinaryHeaderVersion", header["version"])
+        element(9, "HeaderSize", header["size"])
+        element(9, "SignalType", SIGNAL_TYPES[header["signal_type"] - 1])
+        element(9, "MeasurementConfigUuid", uuid.UUID(bytes=header["config"]))
+        element(9, "MeasurementUuid", uuid.UUID(bytes=header["measurement"]))
+        element(9, "TimeStamp", time_text(header["time"]))
+        element(9, "UnitUuid", uuid.UUID(bytes=header["unit"]))
+        element(9, "UnitString", details.unit)
+        element(9, "SampleType", next("data_%s_t" % n for n, (number, _) in SAMPLE_TYPES.items() if number == header["sample_type"]))
+        element(9, "SampleCount", header["count"])
+        element(9, "DeltaX", "%g" % header["delta_x"])
+        element(9, "DataArrayByteCount", header["byte_count"])
+        element(9, "Compression", {1: "no_compression", 2: "zlib", 4: "gzip"}[header["compression"]])
+
+    def entries(name, number_name, list):
+        for one in list:
+            group(9, name, lambda: named(12, name, number_name, one))
+
+    def signal():
+        group(6, "HeaderInfo", header_info)
+        if details.validators:
+            group(6, "ValidatorGroup", lambda: entries("Validator", "AverageValue", details.validators))
+        if details.trigger:
+            group(6, "Trigger", lambda: named(9, "Trigger", "TripValue", details.trigger))
+        element(6, "BinaryFileName", "")
+        element(6, "BinaryFileHash", "")
+        if details.values:
+            group(6, "CharacteristicValueGroup", lambda: entries("CharacteristicValue", "Value", details.values))
+
+    element(3, "FileVersionXml", "1.0.0.0")
+    group(3, "Signal", signal)
+    return ('<?xml version="1.0" encoding="UTF-8"?>\n<vel:MeasurementDataDetails xmlns:vel="%s">\n%s\n</vel:MeasurementDataDetails>'
+            % (NAMESPACE, "\n".join(lines))).encode()
+
+
+def archive_form(data, details=Details(), job=MEASUREMENT):
+    """A signal file and its details as they stand in an archive."""
+    def integer(value):
+        size = max(1, (value.bit_length() + 7) // 8)
+        return bytes([size]) + value.to_bytes(size, "little")
+
+    def text(value):
+        return integer(len(value.encode())) + value.encode()
+
+    def number(value):
+        return b"NaN " if math.isnan(value) else b"%.35g " % value
+
+    def named(one):
+        return one.id.bytes + number(one.number) + one.unit_id.bytes + text(one.unit)
+
+    form = data[:120] + integer(0xDEADBEEF) + data[120:] + text(details.unit) + integer(len(details.validators))
+    form += b"".join(map(named, details.validators)) + named(details.trigger or Named(NULL, 0.0)) + integer(len(details.values))
+    return form + b"".join(named(one) + number(one.speed) for one in details.values) + job.bytes
 
 
 def signal_of(sample_type, values, **header):
@@ -189,8 +290,10 @@ class ToolTest(unittest.TestCase):
         return result
 
     def peak_memory(self, *arguments, code):
-        """Kilobytes that a run took at most."""
-        process = self.start(*arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        """Kilobytes that a run took at most. Sanitizers must not keep what was freed."""
+        options = ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), "quarantine_size_mb=1")))
+        process = self.start(*arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                             env=dict(os.environ, ASAN_OPTIONS=options))
         _, status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(status)
         self.assertEqual(code, process.returncode, arguments)

@@ -105,12 +105,12 @@ class Inputs(ToolTest):
         self.write("2.wav", b"RIFFjunk")
         self.write("3.wav", wav(8, b"\3"))
         result = self.run_tool("import", "1.wav", "2.wav", "none.wav", "3.wav", "-d", "out", code=4)
-        self.assertEqual(["1.qts", "3.qts"], self.names("out"))
+        self.assertEqual(["1.qts", "1.xml", "3.qts", "3.xml"], self.names("out"))
         self.assertEqual(2, sum(line.startswith("qen: ") for line in result.err.splitlines()))
         self.run_tool("export", "out", "none.qts", "-f", "csv", "-d", "csv", code=4)
         self.assertEqual(["1.csv", "3.csv"], self.names("csv"))
         self.run_tool("convert", "none.qts", "out", "--type", "int16", "-d", "wide", code=4)
-        self.assertEqual(["1.qts", "3.qts"], self.names("wide"))
+        self.assertEqual(["1.qts", "1.xml", "3.qts", "3.xml"], self.names("wide"))
 
     def test_an_unreadable_file_and_folder(self):
         if os.geteuid() == 0:

@@ -163,7 +163,7 @@ class Convert(ToolTest):
     def test_json(self):
         self.write("in.qts", signal_of("int16", [10, 11, 12, 13]))
         result = self.run_tool("convert", "in.qts", "--remove-offset", "--type", "int32", "--check", "-o", "out.qts", "--json")
-        self.assertEqual([{"schema": "qen.convert/1", "input": "in.qts", "file": "out.qts", "sample_type": "int32", "sample_type_code": 3,
+        self.assertEqual([{"schema": "qen.convert/1", "input": "in.qts", "file": "out.qts", "details_file": None, "sample_type": "int32", "sample_type_code": 3,
                            "compression": "none", "compression_code": 1, "offset": -12.0, "file_size": 136, "checked": True}],
                          result.objects())
 

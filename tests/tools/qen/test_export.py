@@ -165,7 +165,7 @@ class Export(ToolTest):
         self.write("in.qts", signal_of("int16", [1, 2], scale=0.5))
         result = self.run_tool("export", "in.qts", "-f", "csv", "--physical", "--json")
         self.assertEqual([{"schema": "qen.export/1", "input": "in.qts", "file": "in.csv", "format": "csv", "values": "physical",
-                           "sample_count": 2, "scaling_factor": 0.5, "offset": 0.0}], result.objects())
+                           "unit": "", "sample_count": 2, "scaling_factor": 0.5, "offset": 0.0}], result.objects())
 
     def test_damaged_inputs_are_refused(self):
         self.write("in.qts", signal_of("int16", [1, 2])[:-1])

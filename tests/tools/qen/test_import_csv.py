@@ -22,6 +22,11 @@ class ImportCsv(ToolTest):
         name = next(n for n, (number, _) in SAMPLE_TYPES.items() if number == header["sample_type"])
         return name, unpack(name, header["stored"])
 
+    def remove_results(self):
+        for name in self.names():
+            if name.startswith("out."):
+                os.remove(self.path(name))
+
     def refused(self, text, message, *arguments, code=3):
         self.write("in.csv", text)
         self.fails(code, "in.csv: " + message, "import", "in.csv", "--rate", "1000", *arguments)
@@ -98,21 +103,21 @@ class ImportCsv(ToolTest):
                                                                            "int16"))
         for text in ("0.5", "1e-1", "nan", "inf", "1e400", "1e99999999999999999999", "12.000000000000000000001"):
             with self.subTest(text=text):
-                os.path.exists(self.path("out.qts")) and os.remove(self.path("out.qts"))
+                self.remove_results()
                 self.refused("1\n%s\n" % text, 'line 2: int32 cannot hold "%s" exactly' % text, "--type", "int32")
 
     def test_float32_takes_only_what_its_shortest_text_names(self):
         good = ["3.8700469", "0.1", "1e10", "16777216", "1.1754944e-38", "-0", "3.4028235e38", "inf"]
         sample_type, values = self.imported("\n".join(good), "--type", "float32")
         self.assertEqual(("float32", [float32(text) if text != "inf" else math.inf for text in good]), (sample_type, values))
-        os.remove(self.path("out.qts"))
+        self.remove_results()
         for text in ("0.10000000149011612", "3.87004691", "16777217", "3.5e38", "1e-46", "0.123456789"):
             with self.subTest(text=text):
                 self.refused("0.5\n%s\n" % text, 'line 2: float32 cannot hold "%s" exactly' % text, "--type", "float32")
 
     def test_forced_float64_refuses_what_it_must_round(self):
         self.assertEqual(("float64", [0.1, 1.0]), self.imported("0.1\n1\n", "--type", "float64"))
-        os.remove(self.path("out.qts"))
+        self.remove_results()
         self.refused("3.14159265358979323846", 'line 1: float64 cannot hold "3.14159265358979323846" exactly', "--type",
                      "float64")
         self.refused("1e999", 'line 1: float64 cannot hold "1e999" exactly', "--type", "float64")
@@ -132,7 +137,7 @@ class ImportCsv(ToolTest):
                        "# comment\n\n  # another\nvalue"):
             with self.subTest(header=header):
                 self.assertEqual(("int16", [1, 2]), self.imported(header + "\n1\n2\n"))
-        os.remove(self.path("out.qts"))
+        self.remove_results()
         self.refused("value\nother\n1\n", 'line 2: "other" is no number')
 
     def test_line_ends_blanks_and_comments(self):

@@ -335,8 +335,8 @@ class ImportSound(ToolTest):
         self.assertEqual("", result.err)
         first, second = result.objects()
         uuid_text = str(parse_signal_file(self.read("in-2.qts"))["measurement"])
-        self.assertEqual({"schema": "qen.import/1", "input": "in.wav", "file": "in-2.qts", "channel": 2, "label": None,
-                          "measurement_uuid": uuid_text, "sample_type": "int16", "sample_type_code": 2, "sample_count": 1,
+        self.assertEqual({"schema": "qen.import/1", "input": "in.wav", "file": "in-2.qts", "details_file": "in-2.xml", "channel": 2, "label": None,
+                          "unit": "", "measurement_uuid": uuid_text, "sample_type": "int16", "sample_type_code": 2, "sample_count": 1,
                           "delta_x": 0.000125, "file_size": 122}, second)
         self.assertEqual(("in-1.qts", 1), (first["file"], first["channel"]))
 

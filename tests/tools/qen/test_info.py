@@ -31,7 +31,8 @@ class Info(ToolTest):
             "time": "2026-11-20T17:57:20.000123Z", "time_us": 1795197440000123, "delta_x": 3.90625e-05, "rate_hz": 25600.0,
             "scaling_factor": 0.001, "offset": -1.5, "sample_type": "int16", "sample_type_code": 2, "sample_count": 3,
             "compression": "none", "compression_code": 1, "data_byte_count": 6,
-            "data_checksum": 1 ^ 2 ^ 3, "header_checksum": struct.unpack("<H", data[118:120])[0]}, self.info(data))
+            "data_checksum": 1 ^ 2 ^ 3, "header_checksum": struct.unpack("<H", data[118:120])[0],
+            "details": None, "damage": []}, self.info(data))
 
     def test_enumerations_have_their_names(self):
         for name, (number, _) in SAMPLE_TYPES.items():
