@@ -1,12 +1,12 @@
 #include "Command.h"
 
 extern CommandEntry const kImportCommand, kInfoCommand, kVerifyCommand, kConvertCommand, kExportCommand,
-    kAnnotateCommand, kDetailsCommand, kDemoCommand;
+    kAnnotateCommand, kDetailsCommand, kArchiveCommand, kDemoCommand;
 
 std::span<CommandEntry const* const> CommandTable()
 {
   static constexpr CommandEntry const* kCommands[] = {&kImportCommand,  &kInfoCommand,    &kVerifyCommand,
                                                       &kConvertCommand, &kExportCommand,  &kAnnotateCommand,
-                                                      &kDetailsCommand, &kDemoCommand};
+                                                      &kDetailsCommand, &kArchiveCommand, &kDemoCommand};
   return kCommands;
 }

@@ -1,0 +1,163 @@
+#include "ArchiveReader.h"
+
+#include "ExitCode.h"
+#include "Text.h"
+
+#include "platform/VelmoraException.h"
+#include "signalprocessing/io/file/TimeSignalArchive.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+/// The bytes of a file as a stream reads them.
+class ArchiveReader::Buffer : public std::streambuf
+{
+public:
+  explicit Buffer(InputFile const& file) : file_(file), cache_(kCacheSize) {}
+
+  /// Of the next byte that will be read.
+  unsigned long long Position() const { return position_ - static_cast<unsigned long long>(egptr() - gptr()); }
+  /// Whether more was asked for than there is.
+  bool MetEnd() const { return metEnd_; }
+  /// Throws what went wrong with the file, which streams keep to themselves.
+  void RethrowFailure() const
+  {
+    if (failure_)
+      std::rethrow_exception(failure_);
+  }
+
+protected:
+  // One byte at a time is shown, so that the rest of the file always counts as what comes next: a reader that asks how
+  // much there is makes an array of the right size at once.
+  int_type underflow() override
+  {
+    if (Take({&byte_, 1}) == 0)
+      return traits_type::eof();
+    char* const byte = reinterpret_cast<char*>(&byte_);
+    setg(byte, byte, byte + 1);
+    return traits_type::to_int_type(*byte);
+  }
+
+  std::streamsize xsgetn(char* destination, std::streamsize count) override
+  {
+    std::span<unsigned char> bytes(reinterpret_cast<unsigned char*>(destination), static_cast<std::size_t>(count));
+    std::size_t done = 0;
+    if (gptr() != egptr() && !bytes.empty())
+    {
+      bytes[done++] = static_cast<unsigned char>(*gptr());
+      gbump(1);
+    }
+    done += Take(bytes.subspan(done));
+    return static_cast<std::streamsize>(done);
+  }
+
+  std::streamsize showmanyc() override
+  {
+    return position_ < file_.Size() ? static_cast<std::streamsize>(file_.Size() - position_) : -1;
+  }
+
+private:
+  /// The next bytes behind the one that is shown, small pieces through the cache.
+  std::size_t Take(std::span<unsigned char> bytes)
+  {
+    std::size_t done = 0;
+    while (done < bytes.size())
+    {
+      std::size_t const count = TakeSome(bytes.subspan(done));
+      metEnd_ = metEnd_ || count == 0;
+      if (count == 0)
+        break;
+      done += count;
+      position_ += count;
+    }
+    return done;
+  }
+
+  std::size_t TakeSome(std::span<unsigned char> bytes)
+  try
+  {
+    if (cached_.empty() && bytes.size() >= kCacheSize)
+      return file_.ReadAt(position_, bytes);
+    if (cached_.empty())
+      cached_ = {cache_.data(), file_.ReadAt(position_, cache_)};
+    std::size_t const count = std::min(bytes.size(), cached_.size());
+    std::copy_n(cached_.begin(), count, bytes.begin());
+    cached_ = cached_.subspan(count);
+    return count;
+  }
+  catch (ToolError const&)
+  {
+    failure_ = std::current_exception();
+    return 0;
+  }
+
+  static constexpr std::size_t kCacheSize = 65536;
+  InputFile const& file_;
+  std::vector<unsigned char> cache_;
+  std::span<unsigned char const> cached_; ///< what of the cache comes next
+  unsigned long long position_ = 0;       ///< behind the byte that is shown
+  unsigned char byte_ = 0;
+  bool metEnd_ = false;
+  std::exception_ptr failure_;
+};
+
+ArchiveReader::ArchiveReader(InputFile const& file) : file_(file), buffer_(std::make_unique<Buffer>(file))
+{
+  archive_.std::ios::rdbuf(buffer_.get());
+}
+
+ArchiveReader::~ArchiveReader() = default;
+
+std::optional<ArchiveReader::Entry> ArchiveReader::Next()
+{
+  unsigned long long const start = buffer_->Position();
+  if (start == file_.Size())
+    return std::nullopt;
+  if (EndsBefore(start))
+    RefuseSignal(start, true, "");
+  Entry entry;
+  std::string reason;
+  try
+  {
+    archive_ >> entry.signal;
+  }
+  catch (VelmoraException const& error)
+  {
+    reason = error.what();
+  }
+  buffer_->RethrowFailure();
+  // A signal that lacks some of its last bytes, its job-data entry, shows in the state alone.
+  if (!reason.empty() || !archive_)
+    RefuseSignal(start, buffer_->MetEnd(), reason);
+  entry.number = ++count_;
+  entry.position = start;
+  entry.size = buffer_->Position() - start;
+  return entry;
+}
+
+/// Whether the header promises more samples than the file has: found out before memory is taken for them.
+bool ArchiveReader::EndsBefore(unsigned long long start) const
+{
+  constexpr unsigned char kSampleTag[] = {0x04, 0xEF, 0xBE, 0xAD, 0xDE};
+  unsigned char bytes[kTimeSignalHeaderSize + sizeof kSampleTag];
+  if (file_.ReadAt(start, bytes) != sizeof bytes)
+    return false;
+  if (std::memcmp(bytes + kTimeSignalHeaderSize, kSampleTag, sizeof kSampleTag) != 0)
+    return false;
+  timesignal_bin_t header{};
+  std::memcpy(&header, bytes, kTimeSignalHeaderSize);
+  return static_cast<unsigned int>(header.DataArrayByteCount) > file_.Size() - start - sizeof bytes;
+}
+
+void ArchiveReader::RefuseSignal(unsigned long long start, bool isCut, std::string const& reason) const
+{
+  std::string const where =
+      Text::Counted(count_, "whole signal") + ", then one begins at byte " + std::to_string(start);
+  std::string const doubt = count_ == 0 ? "; is it an archive of signals?" : "";
+  if (isCut)
+    throw ToolError(ExitCode::Difference, "is cut: " + where + " and the archive ends at byte " +
+                                              std::to_string(file_.Size()) + " within it" + doubt);
+  throw ToolError(ExitCode::Difference, "is damaged at byte " + std::to_string(buffer_->Position()) + ": " + where +
+                                            " and cannot be read: " + reason + doubt);
+}
