@@ -154,3 +154,16 @@ std::vector<short> MachineModel::Samples(std::size_t count, unsigned long long s
   }
   return samples;
 }
+
+Details MachineModel::Annotations()
+{
+  constexpr double kPerMinute = 60;
+  constexpr double kSpeed = kShaft * kPerMinute;
+  Details details;
+  details.unit = kUnit;
+  details.trigger = {Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de001"), kStrength, Uuid(), kUnit};
+  details.validators = {{Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de002"), kSpeed, Uuid(), "rpm"}};
+  details.values = {
+      {Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de003"), kOuterRace, Uuid(), "Hz", static_cast<float>(kSpeed)}};
+  return details;
+}

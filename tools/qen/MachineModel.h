@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Details.h"
+
 #include <cstddef>
 #include <vector>
 
@@ -21,7 +23,8 @@
 /// no mathematical library and none of the standard distributions.
 namespace MachineModel
 {
-inline constexpr int kRate = 51200;            ///< Hz
+inline constexpr int kRate = 51200; ///< Hz
+inline constexpr char kUnit[] = "g";
 inline constexpr double kUnitPerCount = 0.001; ///< g
 
 inline constexpr double kShaft = 29.95;                          ///< Hz: 1797 revolutions per minute
@@ -40,4 +43,8 @@ inline constexpr double kBias = 0.137;     ///< g
 
 /// Samples in counts of kUnitPerCount, rounded to the nearest and limited to 16 bits.
 std::vector<short> Samples(std::size_t count, unsigned long long seed);
+
+/// What the monitoring device would note beside them: the level that starts a measurement, the speed of the shaft, and
+/// how often its outer race is struck.
+Details Annotations();
 } // namespace MachineModel

@@ -1,17 +1,24 @@
 #include "RoundTrip.h"
 
 #include "CsvFile.h"
+#include "ExitCode.h"
 #include "Exporter.h"
 #include "SameValues.h"
 #include "SignalFile.h"
+#include "SignalOutput.h"
 #include "SoundFile.h"
 #include "Statistics.h"
 #include "TemporaryFolder.h"
 #include "Verification.h"
 
+#include "platform/Archive.h"
+#include "platform/database/MeasurementDataDO.h"
+#include "signalprocessing/io/file/TimeSignalArchive.h"
+
 #include <algorithm>
 #include <chrono>
-#include <functional>
+#include <cstring>
+#include <memory>
 
 namespace
 {
@@ -41,6 +48,20 @@ TimeSignal WithSamples(TimeSignal const& signal, SampleArray const& samples)
           signal.GetJobDataUuid()};
 }
 
+/// What a form that changes nothing changed; empty for nothing.
+std::string Change(TimeSignal const& before, TimeSignal const& after)
+{
+  if (std::memcmp(before.GetHeader(), after.GetHeader(), kTimeSignalHeaderSize) != 0)
+    return "another header";
+  if (!SameInDocument(Details::Of(before), Details::Of(after)))
+    return "other details";
+  if (before.GetJobDataUuid() != after.GetJobDataUuid())
+    return "another job-data entry";
+  if (!Verify(after).IsGood())
+    return "wrong checksums";
+  return FirstDifference(before, after) ? "other values" : "";
+}
+
 double RmsOf(TimeSignal signal) { return StatisticsOf(signal).rms; }
 } // namespace
 
@@ -58,8 +79,6 @@ std::vector<FormResult> RoundTrip::StoreAll()
   results.push_back(Store(centred, no_compression, "offset removed", "-centred"));
   results.push_back(Store(centred, zlib, "  and zlib", "-zlib"));
   results.push_back(Store(centred, gzip, "  and gzip", "-gzip"));
-  for (FormResult& result : results)
-    result.ratio = static_cast<double>(result.fileSize) / static_cast<double>(results.front().fileSize);
   return results;
 }
 
@@ -72,8 +91,8 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
   result.writeMilliseconds = MillisecondsOf(
       [&]
       {
-        OutputFile output(path, existing_);
-        SignalFile::Write(signal, compression, output);
+        SignalOutput output(path, existing_, SignalOutput::Document::Always);
+        output.Write(signal, compression);
         output.Commit();
       });
   InputFile const written(path);
@@ -81,17 +100,69 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
   result.readMilliseconds = MillisecondsOf(
       [&]
       {
-        read = SignalFile::Read(written, signal.GetJobDataUuid());
+        auto const document = DetailsDocument::Of(written, *signal.GetHeader());
+        read = SignalFile::Read(written, signal.GetJobDataUuid(), document ? document->Contents() : Details());
         read.Uncompress();
       });
   result.fileSize = written.Size();
   result.rmsBefore = rms_;
   result.rmsAfter = RmsOf(read);
-  Verification const verification = Verify(written);
+  Verification verification = Verify(written);
+  VerifyDetails(written, verification);
   if (!verification.IsGood())
     result.problem = verification.damage.front().text;
+  else if (!SameInDocument(Details::Of(original_), Details::Of(read)))
+    result.problem = "other details";
   else if (FirstDifference(original_, read))
     result.problem = "other values";
+  return result;
+}
+
+FormResult RoundTrip::StoreInDatabaseObject()
+{
+  std::unique_ptr<MeasurementDataDO> stored;
+  return Pass(
+      "database object",
+      [&]
+      {
+        stored.reset(original_.GetMeasurementDataDO());
+        return stored->getBinaryData().size() + stored->getMeasurementDataDetails().size();
+      },
+      [&] { return TimeSignal(*stored); });
+}
+
+FormResult RoundTrip::StoreInArchive()
+{
+  Archive archive;
+  return Pass(
+      "archive",
+      [&]
+      {
+        archive << original_;
+        return static_cast<unsigned long long>(archive.tellp());
+      },
+      [&]
+      {
+        TimeSignal signal;
+        archive >> signal;
+        if (!archive) // the last bytes are read without a check
+          throw ToolError(ExitCode::Difference, "the archive ends early");
+        return signal;
+      });
+}
+
+FormResult RoundTrip::Pass(char const* name, std::function<unsigned long long()> const& store,
+                           std::function<TimeSignal()> const& read)
+{
+  TemporaryFolder::ThrowIfInterrupted();
+  FormResult result;
+  result.name = name;
+  result.writeMilliseconds = MillisecondsOf([&] { result.fileSize = store(); });
+  TimeSignal after;
+  result.readMilliseconds = MillisecondsOf([&] { after = read(); });
+  result.rmsBefore = rms_;
+  result.rmsAfter = RmsOf(after);
+  result.problem = Change(original_, after);
   return result;
 }
 

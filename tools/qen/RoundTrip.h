@@ -5,6 +5,7 @@
 
 #include "signalprocessing/io/file/TimeSignal.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ struct FormResult
 {
   std::string name;
   unsigned long long fileSize = 0;
-  double ratio = 1;
+  double ratio = 1; ///< to the first form, for the caller to set
   double writeMilliseconds = 0;
   double readMilliseconds = 0;
   double rmsBefore = 0;
@@ -21,7 +22,7 @@ struct FormResult
   std::string problem; ///< empty when all checks passed
 };
 
-/// Takes one channel of a recording through all forms: written to a file, read back, verified, compared.
+/// Takes one channel of a recording through all forms: stored, read back, verified, compared.
 class RoundTrip
 {
 public:
@@ -31,11 +32,17 @@ public:
 
   /// The time signal files: as imported, with the offset removed, and so compressed with zlib and gzip.
   std::vector<FormResult> StoreAll();
+  /// A database object and an archive, both in memory.
+  FormResult StoreInDatabaseObject();
+  FormResult StoreInArchive();
   /// Writes the recording again and compares what can be read from it with what was read first.
   FormResult Export(Recording const& recording, std::size_t channel, bool asWav);
 
 private:
   FormResult Store(TimeSignal signal, compression32_t compression, char const* name, char const* suffix);
+  /// @param store  @return the bytes that the form takes
+  FormResult Pass(char const* name, std::function<unsigned long long()> const& store,
+                  std::function<TimeSignal()> const& read);
   void WriteExport(std::string const& path, Recording const& recording, bool asWav);
 
   TimeSignal original_;

@@ -4,11 +4,14 @@ import re
 import signal
 import struct
 import time
+import uuid
 
 from machine_model import OUTER_RACE, RATE, exact_counts
-from support import ToolTest, data_of_wav, pack, parse_signal_file, unpack, values_of, wav
+from support import Details, Named, ToolTest, archive_form, data_of_wav, document, pack, parse_signal_file, unpack, values_of, wav
 
-FORMS = ["as imported", "offset removed", "and zlib", "and gzip"]
+STORED = ["as imported", "offset removed", "and zlib", "and gzip"]
+FORMS = STORED + ["database object", "archive"]
+PROVED = "samples came back identical from files, database object and archive"
 
 
 class Demo(ToolTest):
@@ -55,22 +58,23 @@ class Demo(ToolTest):
         lines = result.lines()
         self.assertEqual("machine.wav: 512000 int16 samples, 51200 Hz, 10 s", lines[0])
         self.assertRegex(lines[1], "^  form +bytes +ratio +write ms +read ms +RMS before +RMS after +checks$")
-        self.assertEqual(FORMS + ["exported to WAV"], [re.match(r" +(\D+?)  ", line)[1] for line in lines[2:7]])
-        numbers = [line.split()[-7:] for line in lines[2:7]]
+        self.assertEqual(FORMS + ["exported to WAV"], [re.match(r" +(\D+?)  ", line)[1] for line in lines[2:9]])
+        numbers = [line.split()[-7:] for line in lines[2:9]]
         self.assertEqual(["1024120", "1024120"], [n[0] for n in numbers[:2]])
-        self.assertEqual("1024044", numbers[4][0])
+        self.assertEqual("1024044", numbers[6][0])
         for n in numbers:
             self.assertAlmostEqual(int(n[0]) / 1024120, float(n[1]), delta=0.0006)
             self.assertEqual((n[4], "good"), (n[5], n[6]))
         self.assertLess(int(numbers[2][0]), 900000)
         self.assertEqual(int(numbers[2][0]) + 12, int(numbers[3][0]))  # a gzip stream has 12 bytes more around it
-        self.assertEqual("proved: all 512000 samples came back identical from every form, all checksums are valid", lines[7])
+        self.assertEqual("proved: all 512000 %s with their details, all checksums are valid" % PROVED, lines[9])
         self.assertEqual([], self.names())
 
     def test_files_kept_hold_what_the_table_says(self):
         self.run_tool("demo", "--keep", "kept")
-        self.assertEqual(["machine-centred.qts", "machine-exported.wav", "machine-gzip.qts", "machine-imported.qts", "machine-zlib.qts",
-                          "machine.wav"], self.names("kept"))
+        self.assertEqual(["machine-%s.%s" % (form, extension) for form in ("centred", "gzip", "imported", "zlib")
+                          for extension in ("qts", "xml")] + ["machine.wav"],
+                         [name for name in self.names("kept") if name != "machine-exported.wav"])
         self.assertEqual(self.read("kept/machine.wav"), self.read("kept/machine-exported.wav"))
         imported = parse_signal_file(self.read("kept/machine-imported.qts"))
         centred = parse_signal_file(self.read("kept/machine-centred.qts"))
@@ -83,6 +87,17 @@ class Demo(ToolTest):
         result = self.run_tool("demo", "--keep", "kept", code=5)
         self.assertIn("the file exists, --force replaces it", result.err)
         self.run_tool("demo", "--keep", "kept", "--force")
+
+    def test_the_machine_has_details(self):
+        objects = {o["form"]: o["file_size"] for o in self.run_tool("demo", "--keep", "kept", "--json").objects()}
+        ids = [uuid.UUID("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de00%d" % i) for i in (1, 2, 3)]
+        speed = struct.unpack("<f", struct.pack("<f", 29.95 * 60))[0]
+        details = Details("g", [Named(ids[1], 29.95 * 60, "rpm")], Named(ids[0], 3, "g"), [Named(ids[2], OUTER_RACE, "Hz", speed=speed)])
+        data = self.read("kept/machine-imported.qts")
+        self.assertEqual(document(data, details), self.read("kept/machine-imported.xml"))
+        # A database object holds the record and the document, an archive what its form says.
+        self.assertEqual(len(data) + len(document(data, details)), objects["database object"])
+        self.assertEqual(len(archive_form(data, details)), objects["archive"])
 
     def test_json(self):
         objects = self.run_tool("demo", "--json").objects()
@@ -107,8 +122,8 @@ class Demo(ToolTest):
                           "bytes.wav: 256 uint8 samples, 1000 Hz, 0.256 s", "int.csv: 3 int32 samples, 25600 Hz, 0.0001171875 s"], titles)
         self.assertEqual(6, sum(line.startswith("proved: ") for line in result.lines()))
         result = self.run_tool("demo", "real.csv", "--delta-x", "0.5", "--column", "b", "--scale", "10")
-        self.assertIn("proved: all 2 samples came back identical (where the offset was removed, up to the rounding of that subtraction), "
-                      "all checksums are valid", result.out)
+        self.assertIn("proved: all 2 %s (where the offset was removed, up to the rounding of that subtraction) with their details, "
+                      "all checksums are valid\n" % PROVED, result.out)
         self.assertIn(" %s " % ("%.6g" % math.sqrt((1 + 49) / 2)), result.out)
 
     def test_signed_bytes_are_exported_as_csv(self):
