@@ -160,7 +160,7 @@ Details MachineModel::Annotations()
   constexpr double kPerMinute = 60;
   constexpr double kSpeed = kShaft * kPerMinute;
   Details details;
-  details.unit = kUnit;
+  details.unit = std::string(kUnit); // GCC 12 warns wrongly of a plain assignment
   details.trigger = {Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de001"), kStrength, Uuid(), kUnit};
   details.validators = {{Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de002"), kSpeed, Uuid(), "rpm"}};
   details.values = {
