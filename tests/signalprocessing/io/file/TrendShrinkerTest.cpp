@@ -213,11 +213,12 @@ TEST(TrendAgeClass, ClassesFollowEachOtherAlongATrend)
 
 TEST(TrendAgeClass, OnceAPeriodIsTooYoungEverythingLaterIsKept)
 {
-  // The second trend holds old entries again, but the walk does not go back.
-  TrendParts const young = TrendAt(Minutes({0, 1}), kNow - kMinute);
-  TrendParts old = TrendAt(Minutes({1, 2, 3}), kNow - 20 * kHour);
-  old.firstColumn = kNow; // no overlap
+  // The second trend is old enough, but the walk does not go back.
+  TrendParts young = TrendAt(Minutes({0, 1}), kNow - kMinute);
+  young.lastColumn = LLONG_MIN; // no overlap
+  TrendParts const old = TrendAt(Minutes({1, 2, 3}), kNow - 20 * kHour);
   EXPECT_EQ(AllEntries(Shrink(HourCount(1), kNow, {young, old})).size(), 5U);
+  EXPECT_EQ(AllEntries(Shrink(HourCount(1), kNow, {old})).size(), 1U);
 }
 
 TEST(TrendPeriod, StartsAtTheFirstTimeStampAndNotAtAFullHour)
@@ -499,14 +500,30 @@ TEST(TrendPin, ValueInAPeriodWithoutCleanupStaysForTheNextGroup)
             (Spot{10 * kMinute, 1}));
 }
 
+TEST(TrendPin, EmptyPeriodWithoutCleanupPassesNoValue)
+{
+  // The first group consists of hours without cleanup, the second one, which starts a microsecond earlier, of a day.
+  ShrinkSettings settings;
+  settings.perDayOlderThanOneDay = 1;
+  long long const start = kNow - 2 * kDay + 2;
+  TrendParts const hours = TrendAt(Minutes({0, 130}), start);
+  TrendParts day = TrendAt(Minutes({70, 720}), start);
+  day.firstColumn = start - 1;
+  day.limit = 9;
+  EXPECT_EQ(SpotsOf(Shrink(settings, kNow, {hours, day}, {start + 70 * kMinute}), start), Minutes({0, 130, 70}));
+  EXPECT_EQ(SpotsOf(Shrink(settings, kNow, {hours, day}), start), Minutes({0, 130, 720}));
+}
+
 TEST(TrendPin, SlotBehindTheLastEntryOfAPeriodPassesTheValuesBeforeTheNextOne)
 {
-  // Two slots: nothing is left for the second, which compares the value at 40 with the entry at 70 and passes it. In
-  // the next group, which goes back to 40, it is missing.
-  TrendParts const first = TrendAt(Minutes({10, 70}));
-  TrendParts second = TrendAt(Minutes({40, 45}));
+  // Two slots: nothing is left for the second, which compares the value at 40 with the entry at 70 and passes it. That
+  // entry is too young to look at values itself. In the next group, which goes back to 40, the value is missing.
+  long long const start = kNow - 2 * kHour;
+  TrendParts const first = TrendAt(Minutes({10, 70}), start);
+  TrendParts second = TrendAt(Minutes({40, 45}), start);
   second.limit = 9;
-  EXPECT_EQ(SpotsOf(Shrink(HourCount(2), kNow, {first, second}, ValueTimes({40 * kMinute}))), Minutes({10, 70, 45}));
+  EXPECT_EQ(SpotsOf(Shrink(HourCount(2), kNow, {first, second}, {start + 40 * kMinute}), start), Minutes({10, 70, 45}));
+  EXPECT_EQ(SpotsOf(Shrink(HourCount(2), kNow, {second}, {start + 40 * kMinute}), start), Minutes({40}));
 }
 
 TEST(TrendPin, SlotBehindTheLastEntryOfAllPassesNoValue)
