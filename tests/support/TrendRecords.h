@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -105,6 +106,15 @@ inline EntryBytes ToBytes(trend_entry_t const& entry)
   EntryBytes bytes;
   std::memcpy(bytes.data(), &entry, sizeof(entry));
   return bytes;
+}
+
+/// The entries as the library takes ranges of them.
+inline std::deque<trend_entry_t> ToDeque(std::vector<EntryBytes> const& entries)
+{
+  std::deque<trend_entry_t> result;
+  for (EntryBytes const& entry : entries)
+    std::memcpy(&result.emplace_back(), entry.data(), sizeof(trend_entry_t));
+  return result;
 }
 
 template <class Entries>

@@ -105,7 +105,12 @@ void ExpectAgreement(std::string const& name, std::size_t rowCount, double warni
   long long const last = rows.back().time;
   EXPECT_EQ(DifferenceToModel(settings, last, trends, {}), "");
   std::size_t leftBefore = rows.size() + 1;
-  for (long long const now : {rows.front().time, last - 30 * kDay, last, last + 3 * kDay, last + 400 * kDay})
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
+  std::vector<long long> const times = {last, last + 400 * kDay}; // fewer where everything takes ten times as long
+#else
+  std::vector<long long> const times = {rows.front().time, last - 30 * kDay, last, last + 3 * kDay, last + 400 * kDay};
+#endif
+  for (long long const now : times)
   {
     SCOPED_TRACE(QenTime::TimeStampToString(now));
     EXPECT_EQ(DifferenceToModel(settings, now, trends, values), "");

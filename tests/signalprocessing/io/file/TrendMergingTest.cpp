@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <deque>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -24,17 +23,9 @@ std::vector<EntryBytes> MergedEntries(std::vector<EntryBytes> const& first, std:
   return AllBytes(Merged(TrendFrom(first), TrendFrom(second)).GetTrendEntryVector());
 }
 
-std::deque<trend_entry_t> DequeAt(std::vector<long long> const& times)
-{
-  std::deque<trend_entry_t> entries;
-  for (EntryBytes const& entry : EntriesAt(times))
-    entries.push_back(ToEntry(entry));
-  return entries;
-}
-
 unsigned int LastPosition(std::vector<long long> const& times, unsigned int count, long long time)
 {
-  return TrendShrinker::FindLastEntryPos(DequeAt(times), count, time);
+  return TrendShrinker::FindLastEntryPos(ToDeque(EntriesAt(times)), count, time);
 }
 } // namespace
 

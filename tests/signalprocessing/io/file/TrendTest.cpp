@@ -51,13 +51,7 @@ void ExpectDeletion(long long from, long long to, bool result, std::vector<long 
   ExpectSpan(trend, left.empty() ? 0 : left.front(), left.empty() ? 0 : left.back());
 }
 
-std::deque<trend_entry_t> DequeAt(std::vector<long long> const& times)
-{
-  std::deque<trend_entry_t> entries;
-  for (EntryBytes const& entry : EntriesAt(times))
-    entries.push_back(ToEntry(entry));
-  return entries;
-}
+std::deque<trend_entry_t> DequeAt(std::vector<long long> const& times) { return ToDeque(EntriesAt(times)); }
 
 void AddAll(Trend& trend, std::deque<trend_entry_t> const& entries)
 {
@@ -434,10 +428,7 @@ TEST(TrendAddEntries, RangeIsAppendedInOrderWithAllItsBytes)
 {
   Trend trend = TrendAt({1, 2});
   std::vector<EntryBytes> const entries = EntriesAt({5, 4, 4}, 3, 60);
-  std::deque<trend_entry_t> range;
-  for (EntryBytes const& entry : entries)
-    range.push_back(ToEntry(entry));
-  AddAll(trend, range);
+  AddAll(trend, ToDeque(entries));
   EXPECT_EQ(Times(trend), (std::vector<long long>{1, 2, 5, 4, 4}));
   for (unsigned int i = 0; i < 3; ++i)
     EXPECT_EQ(ToBytes(trend.GetTrendEntry(2 + i)), entries[i]);
