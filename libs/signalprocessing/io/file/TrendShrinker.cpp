@@ -50,6 +50,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <limits>
 #include <new>
 #include <numeric>
@@ -562,7 +563,7 @@ void TrendShrinker::cutIntoTrends(std::deque<trend_entry_t>& survivors, Trend co
     logSizeAfter(survivors.size());
   while (!survivors.empty())
   {
-    auto const end = survivors.begin() + countOfNextTrend(survivors);
+    auto const end = survivors.begin() + static_cast<std::ptrdiff_t>(countOfNextTrend(survivors));
     Trend trend = newTrendLike(identity);
     trend.AddTrendEntries(survivors.begin(), end);
     survivors.erase(survivors.begin(), end);
