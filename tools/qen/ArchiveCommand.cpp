@@ -15,7 +15,6 @@
 
 #include "platform/QenTime.h"
 
-#include <functional>
 #include <map>
 
 namespace
@@ -107,7 +106,7 @@ private:
       return ExitCode::Disk;
     InputFile const input(file);
     auto const document = DetailsDocument::Of(input, SignalFile::ReadHeader(input));
-    TimeSignal const signal = SignalFile::Read(input, job_, document ? document->Contents() : Details());
+    TimeSignal const signal = SignalFile::Read(input, job_, document);
     unsigned long long const position = writer.Size();
     writer.Append(signal);
     report.Detail(file, "at byte " + std::to_string(position) + ", details: " + Details::Of(signal).Summary());
@@ -169,43 +168,17 @@ private:
       while (auto entry = reader.Next())
       {
         ++count;
-        outcome.Add(TakeGuarded(archive, *entry, report));
+        outcome.Add(RunGuarded(
+            report, archive, [&] { return Take(archive, *entry, Verify(entry->signal), report); },
+            Name(*entry) + ": "));
       }
+      return ExitCode::Good;
     };
-    ExitCode const reading = Guarded(report, archive, takeAll);
+    ExitCode const reading = RunGuarded(report, archive, takeAll);
     if (reading != ExitCode::Good || count == 0)
       outcome.Add(reading);
     report.Say(Text::Printable(archive) + ": " + Text::Counted(count, "signal"));
     return outcome.Result();
-  }
-
-  ExitCode TakeGuarded(std::string const& archive, ArchiveReader::Entry& entry, Report& report)
-  {
-    ExitCode code = ExitCode::Good;
-    ExitCode const failure = Guarded(
-        report, archive, [&] { code = Take(archive, entry, Verify(entry.signal), report); }, Name(entry) + ": ");
-    return failure == ExitCode::Good ? code : failure;
-  }
-
-  /// Runs the work; a failure is reported and becomes the status.
-  static ExitCode Guarded(Report& report, std::string const& archive, std::function<void()> const& work,
-                          std::string const& where = "")
-  {
-    try
-    {
-      work();
-      return ExitCode::Good;
-    }
-    catch (ToolError const& error)
-    {
-      report.Error(archive, where + error.what());
-      return error.Code();
-    }
-    catch (VelmoraException const& error)
-    {
-      report.Error(archive, where + error.what());
-      return ExitCode::Unreadable;
-    }
   }
 
   std::vector<std::string> archives_;
@@ -302,7 +275,8 @@ protected:
       report.Data(Describe(archive, entry, target, output));
     else
       report.Say(Text::Printable(archive) + ": " + Name(entry) + " -> " + Text::Printable(target) + ": " +
-                 SignalFile::Summary(header));
+                 Text::Counted(header.SampleCount, Names::Show(Names::SampleTypes(), header.SampleType) + " sample") +
+                 ", details: " + Text::Printable(Details::Of(entry.signal).Summary()));
     return ExitCode::Good;
   }
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <span>
 
 /// The bytes of a file as a stream reads them.
@@ -54,7 +55,8 @@ protected:
 
   std::streamsize showmanyc() override
   {
-    return position_ < file_.Size() ? static_cast<std::streamsize>(file_.Size() - position_) : -1;
+    constexpr unsigned long long kMost = std::numeric_limits<std::streamsize>::max();
+    return position_ < file_.Size() ? static_cast<std::streamsize>(std::min(file_.Size() - position_, kMost)) : -1;
   }
 
 private:

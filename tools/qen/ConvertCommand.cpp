@@ -62,7 +62,7 @@ private:
       throw ToolError(ExitCode::Usage, "standard input has no place");
     InputFile const input(file);
     auto const document = DetailsDocument::Of(input, SignalFile::ReadHeader(input));
-    TimeSignal signal = SignalFile::Read(input, job_, document ? document->Contents() : Details());
+    TimeSignal signal = SignalFile::Read(input, job_, document);
     std::optional<TimeSignal> original;
     if (check_)
       original = signal; // shares the samples until they change

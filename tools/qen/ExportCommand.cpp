@@ -85,7 +85,7 @@ private:
   {
     InputFile const input(file);
     auto const document = DetailsDocument::Of(input, SignalFile::ReadHeader(input));
-    TimeSignal signal = SignalFile::Read(input, std::nullopt, document ? document->Contents() : Details());
+    TimeSignal signal = SignalFile::Read(input, std::nullopt, document);
     report.Detail(file, SignalFile::Summary(*signal.GetHeader()));
     std::string const target = plan_.Target(file, "", "." + format_);
     OutputFile output(target, plan_.Existing());

@@ -28,7 +28,7 @@ void Importer::AddReadingOptions(CLI::App& app)
   Options::AddFactor(app, "--scale", scale_, "physical value = (sample - offset) x scale [1]");
   Options::AddNumber(app, "--offset", offset_, "offset of the samples, in counts [0]");
   Options::AddText(app, "--unit", unitText_,
-                   "unit of the physical values, such as m/s2 [what the name of a CSV column has in brackets]");
+                   "unit of the physical values, such as m/s2 [that in the CSV column's name]");
 }
 
 void Importer::AddHeaderOptions(CLI::App& app)

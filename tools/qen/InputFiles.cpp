@@ -39,29 +39,30 @@ void ExpandDirectory(std::string const& directory, std::span<char const* const> 
   inputs.files.insert(inputs.files.end(), found.begin(), found.end());
 }
 
-/// Runs the work on one file and turns whatever it throws into a message and a status.
-ExitCode Guarded(Report& report, std::string const& file, std::function<ExitCode(std::string const&)> const& work)
+} // namespace
+
+ExitCode RunGuarded(Report& report, std::string const& file, std::function<ExitCode()> const& work,
+                    std::string const& where)
 {
   try
   {
-    return work(file);
+    return work();
   }
   catch (ToolError const& error)
   {
-    report.Error(file, error.what());
+    report.Error(file, where + error.what());
     return error.Code();
   }
   catch (std::bad_alloc const&)
   {
-    report.Error(file, "needs more memory than there is");
+    report.Error(file, where + "needs more memory than there is");
   }
   catch (std::exception const& error)
   {
-    report.Error(file, error.what());
+    report.Error(file, where + error.what());
   }
   return ExitCode::Unreadable;
 }
-} // namespace
 
 InputFiles InputFiles::Expand(std::span<std::string const> arguments, std::span<char const* const> extensions)
 {
@@ -88,7 +89,7 @@ ExitCode InputFiles::ForEach(Report& report, std::function<ExitCode(std::string 
   for (std::size_t i = 0; i < files.size(); ++i)
   {
     report.Progress(i + 1, files.size(), files[i]);
-    outcome.Add(Guarded(report, files[i], work));
+    outcome.Add(RunGuarded(report, files[i], [&] { return work(files[i]); }));
   }
   return outcome.Result();
 }

@@ -8,6 +8,11 @@
 #include <string>
 #include <vector>
 
+/// Runs work that belongs to a file; whatever it throws becomes a message with the file's name, and a status.
+/// @param where  in front of the message, for work on a part of the file
+ExitCode RunGuarded(Report& report, std::string const& file, std::function<ExitCode()> const& work,
+                    std::string const& where = "");
+
 /// The files that one call of a command works on.
 struct InputFiles
 {

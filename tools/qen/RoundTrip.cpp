@@ -101,7 +101,7 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
       [&]
       {
         auto const document = DetailsDocument::Of(written, *signal.GetHeader());
-        read = SignalFile::Read(written, signal.GetJobDataUuid(), document ? document->Contents() : Details());
+        read = SignalFile::Read(written, signal.GetJobDataUuid(), document);
         read.Uncompress();
       });
   result.fileSize = written.Size();

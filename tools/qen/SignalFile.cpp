@@ -65,12 +65,14 @@ timesignal_bin_t SignalFile::ReadHeader(InputFile const& file)
   return *header;
 }
 
-TimeSignal SignalFile::Read(InputFile const& file, std::optional<Uuid> const& job, Details const& details)
+TimeSignal SignalFile::Read(InputFile const& file, std::optional<Uuid> const& job,
+                            std::optional<DetailsDocument> const& document)
 {
   timesignal_bin_t const header = ReadHeader(file);
   if (file.Size() >= kFirstSizeBeyondFiles)
     throw ToolError(ExitCode::Unreadable, "has 4 GiB or more, which no time signal file has");
   Record const record = ReadRecord(file);
+  Details const details = document ? document->Contents() : Details();
   TimeSignal signal(*record, details.unit, JobOf(header, job));
   details.AddTo(signal);
   return signal;

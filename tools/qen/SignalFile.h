@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Details.h"
+#include "DetailsDocument.h"
 #include "InputFile.h"
 #include "OutputFile.h"
 
@@ -19,9 +19,11 @@ std::optional<timesignal_bin_t> PeekHeader(InputFile const& file);
 /// The header alone of what claims to be a time signal file, else throws. Reads 120 bytes.
 timesignal_bin_t ReadHeader(InputFile const& file);
 
-/// The whole signal with the given details; sizes, enumerations and checksums are verified.
-/// @param job  the job-data entry, which files do not carry; else the measurement stands for it
-TimeSignal Read(InputFile const& file, std::optional<Uuid> const& job, Details const& details = {});
+/// The whole signal; sizes, enumerations and checksums are verified.
+/// @param job       the job-data entry, which files do not carry; else the measurement stands for it
+/// @param document  what holds the signal's details; else it has none
+TimeSignal Read(InputFile const& file, std::optional<Uuid> const& job,
+                std::optional<DetailsDocument> const& document = std::nullopt);
 
 /// Brings the signal into the given compression and writes it into the output's temporary file; the caller commits.
 void Write(TimeSignal& signal, compression32_t compression, OutputFile& output);

@@ -122,7 +122,8 @@ class Extract(Archives):
         self.write("a.qta", b"".join(FORMS))
         result = self.run_tool("archive", "extract", "a.qta", "-o", "out/deep")
         self.check_extracted("out/deep", [0, 1, 2])
-        self.assertRegex(result.err.splitlines()[1], r"^a\.qta: signal 2 \(byte %d\) -> out/deep/%s\.qts: 1 float64 sample, none, " % (BORDERS[1], ID[6]))
+        self.assertEqual("a.qta: signal 3 (byte %d) -> out/deep/%s.qts: 50 int32 samples, details: unit g" % (BORDERS[2], ID[7]),
+                         result.err.splitlines()[2])
         self.assertEqual("a.qta: 3 signals", result.err.splitlines()[3])
         self.run_tool("verify", "-q", "out")
         self.run_tool("archive", "create", "b.qta", "out")

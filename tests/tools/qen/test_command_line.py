@@ -8,7 +8,7 @@ import time
 
 from support import ToolTest, data_of_wav, pack, parse_signal_file, signal_of, values_of, wav
 
-COMMANDS = ("import", "info", "verify", "convert", "export", "demo")
+COMMANDS = ("import", "info", "verify", "convert", "export", "annotate", "details", "archive", "demo")
 ONE = signal_of("int16", [1, 2, 3])
 
 

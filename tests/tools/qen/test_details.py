@@ -3,7 +3,9 @@
 import json
 import math
 import os
+import signal
 import struct
+import time
 import uuid
 import xml.etree.ElementTree as ElementTree
 
@@ -321,6 +323,23 @@ class Kept(ToolTest):
                     self.assertEqual(document(self.read("back.qts"), Details(unit)), self.read("back.xml"))
         self.write("a.xml", document(SIGNAL, Details('5"')))
         self.assertEqual("raw\n", self.run_tool("export", "a.qts", "-f", "csv", "-o", "-").out[:4])
+
+    def test_a_signal_removes_both_temporary_files(self):
+        big = signal_of("float64", [0.1 + i for i in range(3000)] * 700)
+        self.write("big.qts", big)
+        self.write("big.xml", document(big, FULL))
+        before = self.names()
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            process = self.start("convert", "big.qts", "--remove-offset", "--compression", "gzip", "--in-place")
+            deadline = time.monotonic() + 60
+            while len(self.names()) < len(before) + 2:
+                self.assertLess(time.monotonic(), deadline)
+                self.assertIsNone(process.poll())
+                time.sleep(0.0005)
+            process.send_signal(number)
+            process.communicate()
+            self.assertEqual((-number, before), (process.returncode, self.names()))
+            self.assertEqual((big, document(big, FULL)), (self.read("big.qts"), self.read("big.xml")))
 
     def test_both_files_change_or_none(self):
         self.write("a.xml", document(SIGNAL, FULL))

@@ -13,6 +13,7 @@ from support import ToolTest, data_of_wav, pack, parse_signal_file, unpack
 
 FOLDER = os.environ.get("QEN_RECORDINGS", "")
 WAVS = sorted(name for name in os.listdir(FOLDER) if name.endswith(".wav")) if os.path.isdir(FOLDER) else []
+TRIGGER = "7a000000-0000-4000-8000-000000000001"
 GEARBOX = os.path.join(FOLDER, "gearbox_bearing_x.csv")
 
 if not WAVS:
@@ -83,6 +84,39 @@ class Recordings(ToolTest):
                     self.run_tool("export", "a.qts", "--no-header", "-o", "back.csv", "--force")
                     # The same decimal numbers; 0.00002267529 and 2.267529e-05 are one.
                     self.assertEqual(numbers, [Decimal(t) for t in self.read("back.csv").decode().split()])
+
+    def test_details_and_archives_change_no_recording(self):
+        sources = [os.path.join(FOLDER, name) for name in WAVS]
+        self.run_tool("import", *sources, "--scale", "0.001", "--compression", "zlib", "--unit", "g", "-d", "in")
+        stems = [name[:-len(".wav")] for name in WAVS]
+        first = {stem: self.read("in/%s.qts" % stem) for stem in stems}
+        self.run_tool("annotate", "in", "--trigger", TRIGGER + ",1.5,unit=g", "--value", TRIGGER + ",0.25,unit=mm/s,speed=1797")
+        self.run_tool("archive", "create", "all.qta", "in")
+        self.assertEqual(len(WAVS), len(self.run_tool("archive", "list", "--json", "all.qta").objects()))
+        extracted = self.run_tool("archive", "extract", "all.qta", "-o", "out", "--json").objects()
+        self.run_tool("verify", "-q", "out")
+        for stem, source, object in zip(stems, sources, extracted):
+            with self.subTest(recording=source):
+                self.assertEqual(first[stem], self.read(object["file"]))
+                self.assertEqual(self.read("in/%s.xml" % stem), self.read(object["details_file"]))
+                self.run_tool("export", object["file"], "-o", "back.wav", "--force", "-q")
+                with open(source, "rb") as file:
+                    self.assertEqual(file.read(), self.read("back.wav"))
+
+    @unittest.skipUnless(os.path.exists(GEARBOX), "no gearbox recording")
+    def test_the_unit_of_a_recording_in_csv_comes_back(self):
+        with open(GEARBOX) as file:
+            header = file.readline()
+        self.run_tool("import", GEARBOX, "--rate", "25600", "--unit", "g", "-o", "a.qts")
+        self.run_tool("annotate", "a.qts", "--validator", TRIGGER + ",1")
+        self.run_tool("archive", "create", "a.qta", "a.qts")
+        object, = self.run_tool("archive", "extract", "a.qta", "-o", "out", "--json").objects()
+        self.run_tool("export", object["file"], "-o", "back.csv", "-q")
+        self.assertNotIn("raw", header)
+        self.assertEqual("raw [g]", self.read("back.csv").decode().split("\n")[0])
+        self.run_tool("import", "back.csv", "--rate", "25600", "-o", "b.qts")
+        self.assertEqual(parse_signal_file(self.read("a.qts"))["stored"], parse_signal_file(self.read("b.qts"))["stored"])
+        self.assertEqual("g", self.run_tool("info", "--json", "b.qts").objects()[0]["details"]["unit"])
 
     def test_demo_proves_every_recording(self):
         result = self.run_tool("demo", *(os.path.join(FOLDER, name) for name in WAVS))
