@@ -50,37 +50,63 @@ public:
   }
 
 private:
+  /// What became of one file.
+  struct Result
+  {
+    std::string file, documentPath;
+    timesignal_bin_t header;
+    bool recordChanged = false;
+    Details details;
+  };
+
   ExitCode Annotate(std::string const& file, Report& report) const
   {
     InputFile const input(file);
     if (!input.IsOnDisk())
       throw ToolError(ExitCode::Usage, "is no file that a document could lie beside");
-    timesignal_bin_t header = SignalFile::ReadHeader(input);
-    if (Verification const verification = VerifyHeader(input); !verification.IsGood())
-      throw ToolError(ExitCode::Unreadable, "is damaged: " + std::string(verification.damage.front().part) + ": " +
-                                                verification.damage.front().text);
-    std::optional<DetailsDocument> const document = DetailsDocument::Of(input, header);
-    Details details = document ? document->Contents() : Details();
-    annotation_.ApplyTo(details);
-    bool const recordChanges = SetUnitUuid(header);
+    Result result{file, *DetailsDocument::PathOf(file), GoodHeader(input), false, {}};
+    std::optional<DetailsDocument> const document = DetailsDocument::Of(input, result.header);
+    if (document)
+      result.details = document->Contents();
+    annotation_.ApplyTo(result.details);
+    result.recordChanged = SetUnitUuid(result.header);
+    Write(input, result, document ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse);
+    Tell(result, report);
+    return ExitCode::Good;
+  }
 
-    std::string const path = *DetailsDocument::PathOf(file);
-    OutputFile output(path, document ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse);
-    std::string const text = DetailsDocument::Make(header, details);
+  /// A header that could be wrong is not to get a checksum that says otherwise.
+  static timesignal_bin_t GoodHeader(InputFile const& input)
+  {
+    timesignal_bin_t const header = SignalFile::ReadHeader(input);
+    Verification const verification = VerifyHeader(input);
+    if (verification.IsGood())
+      return header;
+    Verification::Finding const& finding = verification.damage.front();
+    throw ToolError(ExitCode::Unreadable, "is damaged: " + std::string(finding.part) + ": " + finding.text);
+  }
+
+  static void Write(InputFile const& input, Result const& result, OutputFile::Existing existing)
+  {
+    OutputFile output(result.documentPath, existing);
+    std::string const text = DetailsDocument::Make(result.header, result.details);
     output.Write(text.data(), text.size());
-    if (recordChanges)
-      ReplaceHeader(input, header, output);
+    if (result.recordChanged)
+      ReplaceHeader(input, result.header, output);
     else
       output.Commit();
+  }
 
-    for (std::string const& remark : RoundedNumbers(details))
-      report.Note(file, remark);
+  void Tell(Result const& result, Report& report) const
+  {
+    for (std::string const& remark : RoundedNumbers(result.details))
+      report.Note(result.file, remark);
     if (json_)
-      report.Data(Describe(file, path, recordChanges, header, details));
+      report.Data(Describe(result));
     else
-      report.Say(Text::Printable(file) + ": " + Text::Printable(path) + " holds " + Text::Printable(details.Summary()) +
-                 (recordChanges ? ", unit UUID " + SignalFile::ToUuid(header.UnitUuid).ToString() : ""));
-    return ExitCode::Good;
+      report.Say(Text::Printable(result.file) + ": " + Text::Printable(result.documentPath) + " holds " +
+                 Text::Printable(result.details.Summary()) +
+                 (result.recordChanged ? ", unit UUID " + SignalFile::ToUuid(result.header.UnitUuid).ToString() : ""));
   }
 
   /// @return whether the header changed; then its checksum did, too
@@ -105,15 +131,14 @@ private:
     OutputFile::CommitTogether(document, output);
   }
 
-  static std::string Describe(std::string const& file, std::string const& path, bool recordChanges,
-                              timesignal_bin_t const& header, Details const& details)
+  static std::string Describe(Result const& result)
   {
     Json object = JsonText::Object("qen.annotate/1");
-    JsonText::AddPath(object, "file", file);
-    JsonText::AddPath(object, "details_file", path);
-    object["record_changed"] = recordChanges;
-    object["unit_uuid"] = SignalFile::ToUuid(header.UnitUuid).ToString();
-    object["details"] = SignalJson::OfDetails(details);
+    JsonText::AddPath(object, "file", result.file);
+    JsonText::AddPath(object, "details_file", result.documentPath);
+    object["record_changed"] = result.recordChanged;
+    object["unit_uuid"] = SignalFile::ToUuid(result.header.UnitUuid).ToString();
+    object["details"] = SignalJson::OfDetails(result.details);
     return JsonText::Line(object);
   }
 

@@ -19,8 +19,10 @@ public:
 
   /// Of the next byte that will be read.
   unsigned long long Position() const { return position_ - static_cast<unsigned long long>(egptr() - gptr()); }
-  /// Whether more was asked for than there is.
+  /// Whether all was read and more was asked for.
   bool MetEnd() const { return metEnd_; }
+  /// Nothing is read from here on: a damaged length must not take the rest of a large archive for one text.
+  void SetLimit(unsigned long long position) { limit_ = position; }
   /// Throws what went wrong with the file, which streams keep to themselves.
   void RethrowFailure() const
   {
@@ -66,8 +68,10 @@ private:
     std::size_t done = 0;
     while (done < bytes.size())
     {
-      std::size_t const count = TakeSome(bytes.subspan(done));
-      metEnd_ = metEnd_ || count == 0;
+      std::size_t const room = static_cast<std::size_t>(
+          std::min<unsigned long long>(bytes.size() - done, limit_ - std::min(limit_, position_)));
+      std::size_t const count = TakeSome(bytes.subspan(done, room));
+      metEnd_ = metEnd_ || (count == 0 && position_ == file_.Size());
       if (count == 0)
         break;
       done += count;
@@ -99,6 +103,7 @@ private:
   std::vector<unsigned char> cache_;
   std::span<unsigned char const> cached_; ///< what of the cache comes next
   unsigned long long position_ = 0;       ///< behind the byte that is shown
+  unsigned long long limit_ = 0;
   unsigned char byte_ = 0;
   bool metEnd_ = false;
   std::exception_ptr failure_;
@@ -116,8 +121,12 @@ std::optional<ArchiveReader::Entry> ArchiveReader::Next()
   unsigned long long const start = buffer_->Position();
   if (start == file_.Size())
     return std::nullopt;
-  if (EndsBefore(start))
-    RefuseSignal(start, true, "");
+  unsigned int const sampleBytes = SampleBytesAt(start);
+  // Found out before memory is taken for samples that are not there.
+  if (sampleBytes > file_.Size() - start)
+    RefuseCut(start);
+  constexpr unsigned long long kMostDetails = 32ULL << 20;
+  buffer_->SetLimit(start + sampleBytes + kMostDetails);
   Entry entry;
   std::string reason;
   try
@@ -130,36 +139,46 @@ std::optional<ArchiveReader::Entry> ArchiveReader::Next()
   }
   buffer_->RethrowFailure();
   // A signal that lacks some of its last bytes, its job-data entry, shows in the state alone.
+  if (buffer_->MetEnd())
+    RefuseCut(start);
   if (!reason.empty() || !archive_)
-    RefuseSignal(start, buffer_->MetEnd(), reason);
+    RefuseDamaged(start, reason);
   entry.number = ++count_;
   entry.position = start;
   entry.size = buffer_->Position() - start;
   return entry;
 }
 
-/// Whether the header promises more samples than the file has: found out before memory is taken for them.
-bool ArchiveReader::EndsBefore(unsigned long long start) const
+/// How many sample bytes the header announces; 0 when no sample array follows it, as far as can be seen.
+unsigned int ArchiveReader::SampleBytesAt(unsigned long long start) const
 {
   constexpr unsigned char kSampleTag[] = {0x04, 0xEF, 0xBE, 0xAD, 0xDE};
   unsigned char bytes[kTimeSignalHeaderSize + sizeof kSampleTag];
-  if (file_.ReadAt(start, bytes) != sizeof bytes)
-    return false;
-  if (std::memcmp(bytes + kTimeSignalHeaderSize, kSampleTag, sizeof kSampleTag) != 0)
-    return false;
+  bool const isThere = file_.ReadAt(start, bytes) == sizeof bytes;
+  if (!isThere || std::memcmp(bytes + kTimeSignalHeaderSize, kSampleTag, sizeof kSampleTag) != 0)
+    return 0;
   timesignal_bin_t header{};
   std::memcpy(&header, bytes, kTimeSignalHeaderSize);
-  return static_cast<unsigned int>(header.DataArrayByteCount) > file_.Size() - start - sizeof bytes;
+  return static_cast<unsigned int>(header.DataArrayByteCount);
 }
 
-void ArchiveReader::RefuseSignal(unsigned long long start, bool isCut, std::string const& reason) const
+void ArchiveReader::RefuseCut(unsigned long long start) const
 {
-  std::string const where =
-      Text::Counted(count_, "whole signal") + ", then one begins at byte " + std::to_string(start);
-  std::string const doubt = count_ == 0 ? "; is it an archive of signals?" : "";
-  if (isCut)
-    throw ToolError(ExitCode::Difference, "is cut: " + where + " and the archive ends at byte " +
-                                              std::to_string(file_.Size()) + " within it" + doubt);
-  throw ToolError(ExitCode::Difference, "is damaged at byte " + std::to_string(buffer_->Position()) + ": " + where +
-                                            " and cannot be read: " + reason + doubt);
+  Refuse("is cut: " + Before(start) + " and the archive ends at byte " + std::to_string(file_.Size()) + " within it");
+}
+
+void ArchiveReader::RefuseDamaged(unsigned long long start, std::string const& reason) const
+{
+  Refuse("is damaged at byte " + std::to_string(buffer_->Position()) + ": " + Before(start) +
+         " and cannot be read: " + reason);
+}
+
+std::string ArchiveReader::Before(unsigned long long start) const
+{
+  return Text::Counted(count_, "whole signal") + ", then one begins at byte " + std::to_string(start);
+}
+
+void ArchiveReader::Refuse(std::string const& text) const
+{
+  throw ToolError(ExitCode::Difference, text + (count_ == 0 ? "; is it an archive of signals?" : ""));
 }

@@ -12,7 +12,7 @@
 #include <vector>
 
 /// Reads the signals of an archive file, which stand in it one after another with nothing around them. Memory is taken
-/// for one signal at a time.
+/// for one signal at a time, and for no more than its header announces and 32 MiB of details.
 class ArchiveReader
 {
 public:
@@ -35,8 +35,11 @@ public:
 private:
   class Buffer;
 
-  bool EndsBefore(unsigned long long start) const;
-  [[noreturn]] void RefuseSignal(unsigned long long start, bool isCut, std::string const& reason) const;
+  unsigned int SampleBytesAt(unsigned long long start) const;
+  std::string Before(unsigned long long start) const;
+  [[noreturn]] void RefuseCut(unsigned long long start) const;
+  [[noreturn]] void RefuseDamaged(unsigned long long start, std::string const& reason) const;
+  [[noreturn]] void Refuse(std::string const& text) const;
 
   InputFile const& file_;
   std::unique_ptr<Buffer> buffer_;

@@ -48,6 +48,9 @@ struct Selection
   bool verbose = false;
 };
 
+bool AnyPart(CLI::App* /*part*/) { return true; }
+
+/// The options that every command has, before and behind the name of its part where it has parts.
 void AddTalkOptions(CLI::App& app, Selection& selection)
 {
   auto* const quiet = app.add_flag("-q,--quiet", selection.quiet, "say nothing but errors");
@@ -62,8 +65,8 @@ void AddCommand(CLI::App& app, CommandEntry const& entry, Selection& selection)
   sub->set_help_flag("-h,--help", "show this help");
   Command* const command = selection.commands.emplace_back(entry.make()).get();
   command->Define(*sub);
-  std::vector<CLI::App*> const parts = sub->get_subcommands([](CLI::App*) { return true; });
-  for (CLI::App* const part : parts.empty() ? std::vector<CLI::App*>{sub} : parts)
+  AddTalkOptions(*sub, selection);
+  for (CLI::App* const part : sub->get_subcommands(AnyPart))
     AddTalkOptions(*part, selection);
   sub->callback([&selection, command] { selection.chosen = command; });
 }
@@ -102,16 +105,22 @@ ExitCode ReportParseResult(CLI::App& app, CLI::ParseError const& result, std::st
     return ExitCode::Good;
   }
   bool const hasCommand = !app.get_subcommands().empty();
+  CLI::App* part = &app;
   std::string command = "qen";
-  for (CLI::App const* part = &app; !part->get_subcommands().empty();)
+  while (!part->get_subcommands().empty())
   {
     part = part->get_subcommands().front();
     command += " " + part->get_name();
   }
+  std::vector<std::string> missing;
+  for (CLI::App const* const next : part->get_subcommands(AnyPart))
+    missing.push_back(next->get_name());
   if (firstArgument.empty())
     report.Error("which command?\n\n" + app.help());
   else if (!hasCommand)
     report.Error("there is no command or option \"" + Text::Printable(firstArgument) + "\" (qen --help explains)");
+  else if (!missing.empty())
+    report.Error(part->get_name() + " needs one of " + Text::Join(missing, ", ") + " (" + command + " --help explains)");
   else
     report.Error(Text::Printable(result.what()) + " (" + command + " --help explains)");
   return ExitCode::Usage;

@@ -326,6 +326,20 @@ class Damage(Archives):
         modest = self.peak_memory("archive", "list", "ok.qta", code=0)
         self.assertLess(self.peak_memory("archive", "list", "lie.qta", code=1), modest + 16384)
 
+    def test_a_lying_text_takes_no_more_than_details_may(self):
+        form = FORMS[1]
+        self.write("ok.qta", form)
+        unit = 125 + 8  # behind header, tag and samples
+        self.assertEqual(b"\1\0", form[unit:unit + 2])
+        with open(self.path("lie.qta"), "wb") as file:
+            file.write(form[:unit] + b"\4\xff\xff\xff\x7f")
+            file.truncate(1 << 29)
+        modest = self.peak_memory("archive", "list", "ok.qta", code=0)
+        self.assertLess(self.peak_memory("archive", "list", "lie.qta", code=1), modest + 3 * 32768 + 16384)
+        self.fails(1, "lie.qta: is damaged at byte %d: 0 whole signals, then one begins at byte 0 and cannot be read: "
+                   "Deserializing of object std::string failed; is it an archive of signals?" % (8 + (32 << 20)),
+                   "archive", "list", "lie.qta", "-q")
+
     def test_memory_does_not_grow_with_the_archive(self):
         data = signal_of("int16", [i % 30000 for i in range(1 << 20)])
         self.write("in/a.qts", data)
@@ -350,7 +364,12 @@ class Usage(ToolTest):
             self.assertIn("--quiet", text)
 
     def test_wrong_usage(self):
-        for arguments, command in (((), "archive"), (("lose", "x"), "archive"), (("create", "x"), "archive create"), (("list",), "archive list"),
+        for words in ((), ("lose", "x")):
+            self.fails(2, "archive needs one of create, list, extract (qen archive --help explains)", "archive", *words)
+        self.write("a.qta", b"")
+        for words in (("-q", "list", "a.qta"), ("list", "-q", "a.qta")):
+            self.assertEqual("", self.run_tool("archive", *words).err)
+        for arguments, command in ((("create", "x"), "archive create"), (("list",), "archive list"),
                                    (("extract", "x", "--nonsense"), "archive extract"), (("create", "a", "b", "--job", "x"), "archive create")):
             with self.subTest(arguments=arguments):
                 result = self.run_tool("archive", *arguments, code=2)
