@@ -37,6 +37,8 @@ TrendException unknownCompression(compression32_t method, int line = __builtin_L
       .createException<TrendException>("Unknown compression: %ld!", static_cast<long>(method));
 }
 
+bool isKnownCompression(compression32_t method) { return method == no_compression || Deflate::IsMethod(method); }
+
 /// Bytes of that many entries, which records and codecs count in 32 bits.
 unsigned int requireEntryBytes(unsigned long long entryCount)
 {
@@ -51,7 +53,7 @@ unsigned int requireEntryBytes(unsigned long long entryCount)
 /// Refuses a stored record that announces more entries than its data can hold, before they take memory.
 void requirePlausibleEntries(trend_header_t const& header)
 {
-  if (header.Compression != no_compression && !Deflate::IsMethod(header.Compression))
+  if (!isKnownCompression(header.Compression))
     throw unknownCompression(header.Compression);
   unsigned long long const announced = static_cast<unsigned long long>(header.SampleCount) * sizeof(trend_entry_t);
   unsigned long long const possible =
@@ -255,18 +257,15 @@ unsigned char* Trend::CompressData(int& size) const
 
 void Trend::UncompressData(void const* data, trend_header_t const* header)
 {
-  unsigned int const byteCount = requireEntryBytes(header->SampleCount);
+  bool const isKnown = isKnownCompression(header->Compression);
+  unsigned int const byteCount = isKnown ? requireEntryBytes(header->SampleCount) : 0;
   entries_.resize(header->SampleCount);
-  if (header->Compression == no_compression)
-  {
-    if (byteCount != 0)
-      std::memcpy(entries_.data(), data, byteCount);
-    return;
-  }
-  std::unique_ptr<Compression> const codec = Deflate::MakeCodec(header->Compression);
-  if (codec == nullptr)
+  if (!isKnown)
     throw unknownCompression(header->Compression);
-  codec->uncompress(header->DataArrayByteCount, data, byteCount, entries_.data());
+  if (header->Compression != no_compression)
+    Deflate::MakeCodec(header->Compression)->uncompress(header->DataArrayByteCount, data, byteCount, entries_.data());
+  else if (byteCount != 0)
+    std::memcpy(entries_.data(), data, byteCount);
 }
 
 void Trend::GenerateDetails(trend_header_t const& header, std::stringstream& stream) const

@@ -86,11 +86,12 @@ public:
   /// All entries as one stream in the trend's compression.
   /// @param size receives the number of bytes
   /// @return a new array that the caller releases with delete[]
-  /// Throws for compressions other than zlib and gzip, CompressionException for more entries than fit one stream.
+  /// Throws for compressions other than zlib and gzip, and for more entries than a record can count the bytes of.
   unsigned char* CompressData(int& size) const;
   /// Replaces the entries by the header->SampleCount entries that header->DataArrayByteCount bytes of data hold, as the
-  /// header's compression says. Uncompressed data must hold them all, unchecked. Throws for unknown compressions, and
-  /// CompressionException, with the number of entries changed already.
+  /// header's compression says. Uncompressed data must hold them all, unchecked. Throws for more entries than a record
+  /// can count the bytes of; for unknown compressions, and CompressionException, with the number of entries changed
+  /// already.
   void UncompressData(void const* data, trend_header_t const* header);
   /// Appends the details document, in which the header stands for counts, compression, limit and time stamps. The limit
   /// looks as the stream's settings say; the unit is not escaped.

@@ -327,6 +327,19 @@ TEST(TrendRecordUncompression, RawEntriesAreCountedByTheSampleCount)
   EXPECT_EQ(AllBytes(trend.GetTrendEntryVector()), std::vector(entries.begin(), entries.begin() + 2));
 }
 
+TEST(TrendRecordUncompression, MoreEntriesThanBytesCanBeCountedAreRefusedBeforeTheResize)
+{
+  // 2^32 - 1 bytes hold 134217727 entries of 32 bytes.
+  for (compression32_t const method : {no_compression, zlib, gzip})
+  {
+    trend_header_t const header = HeaderWith(method, 134217728, 0);
+    Trend trend = TrendOf(SomeEntries(2));
+    ExpectThrow<TrendException>([&] { trend.UncompressData(nullptr, &header); },
+                                "Support for more than 134217727 trend entries not implemented!", kTrendUnit);
+    EXPECT_EQ(trend.GetNumberOfEntries(), 2U);
+  }
+}
+
 TEST(TrendRecordUncompression, UnknownMethodsAreRefusedAfterTheResize)
 {
   for (auto const& [number, text] : std::vector<std::pair<int, std::string>>{{3, "Unknown compression: 3!"},
