@@ -9,6 +9,7 @@
 #include "platform/Options.h"
 #include "platform/QenTime.h"
 
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <locale>
@@ -127,7 +128,9 @@ std::optional<DetailsDocument> DetailsDocument::Beside(InputFile const& signalFi
 std::optional<DetailsDocument> DetailsDocument::Of(InputFile const& signalFile, timesignal_bin_t const& header)
 {
   std::optional<DetailsDocument> document = Beside(signalFile);
-  if (document)
+  bool const isGood =
+      TimeSignal::CalcChecksum(&header, offsetof(timesignal_bin_t, HeaderChecksum)) == header.HeaderChecksum;
+  if (document && isGood)
     document->RequireSignal(header);
   return document;
 }

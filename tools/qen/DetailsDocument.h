@@ -25,7 +25,7 @@ public:
   /// The document beside a signal file, when there is one. Throws when it cannot be read.
   static std::optional<DetailsDocument> Beside(InputFile const& signalFile);
   /// The same; throws too when it describes another signal. Fields of the header that a change of the signal would
-  /// mend may differ.
+  /// mend may differ, and a damaged header, which reading the signal reports, cannot tell.
   static std::optional<DetailsDocument> Of(InputFile const& signalFile, timesignal_bin_t const& header);
 
   /// The text of a document for a signal. Throws when its texts would not come back from it.

@@ -214,6 +214,16 @@ class Shown(ToolTest):
                 self.assertEqual(document(SIGNAL, FULL), self.read("a.xml"))
                 self.assertEqual("a.qts: good\n", self.run_tool("verify", "a.qts").out)
 
+    def test_a_damaged_header_is_not_taken_for_another_signal(self):
+        self.write("a.xml", document(SIGNAL, FULL))
+        self.write("a.qts", SIGNAL[:96] + b"\5" + SIGNAL[97:])
+        self.fails(3, "a.qts: Checksum error in header!", "convert", "a.qts", "--in-place")
+        self.fails(3, "a.qts: Checksum error in header!", "export", "a.qts", "-f", "csv", "-o", "-")
+        self.assertEqual(document(SIGNAL, FULL) + b"\n", self.run_tool("details", "a.qts").raw)
+        lines = self.run_tool("verify", "a.qts", code=1).lines()
+        self.assertRegex(lines[0], "^a.qts: damaged: header: checksum is ")
+        self.assertIn("a.qts: damaged: details: sample count is 4, the record has 5", lines)  # which field it is
+
     def test_an_unreadable_document(self):
         os.mkdir(self.path("a.xml"))
         self.fails(3, "a.qts: details: a.xml is a directory", "convert", "a.qts", "--in-place")
