@@ -120,7 +120,8 @@ ExitCode ReportParseResult(CLI::App& app, CLI::ParseError const& result, std::st
   else if (!hasCommand)
     report.Error("there is no command or option \"" + Text::Printable(firstArgument) + "\" (qen --help explains)");
   else if (!missing.empty())
-    report.Error(part->get_name() + " needs one of " + Text::Join(missing, ", ") + " (" + command + " --help explains)");
+    report.Error(part->get_name() + " needs one of " + Text::Join(missing, ", ") + " (" + command +
+                 " --help explains)");
   else
     report.Error(Text::Printable(result.what()) + " (" + command + " --help explains)");
   return ExitCode::Usage;
