@@ -17,14 +17,6 @@ struct ReadOptions
   std::optional<sample_datatype32_t> type; ///< without it the smallest that holds all values
 };
 
-/// A column's name as "acceleration [m/s2]" or "velocity (mm/s)" has it: the words, and the unit, which may be empty.
-struct ColumnName
-{
-  explicit ColumnName(std::string const& text);
-  std::string words;
-  std::string unit;
-};
-
 /// Reads one column. Lines that begin with # and blank lines before the first value are skipped; a first line
 /// without numbers names the columns. Comma, semicolon or tab separate columns; double quotes may enclose them.
 ///

@@ -1,6 +1,7 @@
 #include "Importer.h"
 
 #include "CsvFile.h"
+#include "CsvLine.h"
 #include "DetailsText.h"
 #include "ExitCode.h"
 #include "Options.h"
@@ -86,7 +87,7 @@ void Importer::RemarkRate(Recording& recording) const
 /// A unit in the header that documents cannot keep is no reason to refuse the values.
 void Importer::RemarkUnit(Recording& recording) const
 {
-  std::string const unit = CsvFile::ColumnName(recording.label).unit;
+  std::string const unit = CsvLine::ColumnName(recording.label).unit;
   std::string const problem = DetailsText::Problem(unit);
   if (!unitText_ && !problem.empty())
     recording.remarks.push_back("the column's unit is not taken: " + Text::Quoted(unit) + " " + problem +
@@ -95,7 +96,7 @@ void Importer::RemarkUnit(Recording& recording) const
 
 std::string Importer::UnitOf(Recording const& recording) const
 {
-  std::string const unit = CsvFile::ColumnName(recording.label).unit;
+  std::string const unit = CsvLine::ColumnName(recording.label).unit;
   bool const isNamed = !unit.empty() && DetailsText::Problem(unit).empty();
   return unitText_.value_or(isNamed ? unit : defaultUnit_);
 }

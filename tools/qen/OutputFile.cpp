@@ -10,40 +10,28 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
 namespace fs = std::filesystem;
 
-/// The files that a signal must not leave behind; empty names stand for none. Read by the handler.
-std::array<std::array<char, 4096>, 2> pendingFiles;
+/// The files that a signal must not leave behind, linked. Read by the handler; changed while signals are held.
+OutputFile::Pending* pendingFiles = nullptr;
 
 constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
 
 extern "C" void RemovePendingFile(int signal)
 {
-  for (auto const& file : pendingFiles)
-    if (file[0] != '\0')
-      unlink(file.data());
+  for (OutputFile::Pending const* file = pendingFiles; file != nullptr; file = file->next)
+    unlink(file->path.c_str());
   raise(signal); // the handler is gone by now: ends the process as the signal does
 }
 
-/// Notes a file in the table above.
-/// @return its entry; null when there is no room for it
-char* NotePending(std::string const& path)
-{
-  for (auto& file : pendingFiles)
-    if (file[0] == '\0' && path.size() < file.size())
-    {
-      file[path.copy(file.data(), path.size())] = '\0';
-      return file.data();
-    }
-  return nullptr;
-}
-
-/// Keeps ending signals away while the temporary file and its entry above change together.
+/// Keeps ending signals away while the temporary file and the list above change together.
 class SignalsHeld
 {
 public:
@@ -145,13 +133,17 @@ void OutputFile::Create(std::string const& folder)
 {
   folder_ = folder;
   std::string name = folder_ + "/.qen-XXXXXX";
+  auto pending = std::make_unique<Pending>();
   RemovePendingFileOnSignals();
   SignalsHeld const held;
   descriptor_ = mkostemp(name.data(), O_CLOEXEC);
   if (descriptor_ < 0)
     Fail("cannot be written", errno);
   temporary_ = name;
-  pending_ = NotePending(temporary_);
+  pending->path = name;
+  pending->next = pendingFiles;
+  pending_ = std::move(pending);
+  pendingFiles = pending_.get();
 }
 
 void OutputFile::Write(void const* bytes, std::size_t count)
@@ -168,37 +160,54 @@ void OutputFile::Commit()
     CopyToTarget();
     return;
   }
-  Synchronise();
+  Complete();
   Rename();
   SynchroniseFolder();
 }
 
-void OutputFile::CommitTogether(OutputFile& first, OutputFile& second)
+void OutputFile::CommitTogether(std::span<OutputFile* const> files)
 {
-  first.Synchronise();
-  second.Synchronise();
-  {
-    SignalsHeld const held;
-    first.Rename();
-    try
-    {
-      second.Rename();
-    }
-    catch (ToolError const&)
-    {
-      first.Withdraw();
-      throw;
-    }
-  }
-  first.SynchroniseFolder();
-  second.SynchroniseFolder();
+  for (OutputFile* const file : files)
+    file->Complete();
+  RenameTogether(files);
+  std::set<std::string> synchronised;
+  for (OutputFile const* const file : files)
+    if (synchronised.insert(file->folder_).second)
+      file->SynchroniseFolder();
 }
 
-void OutputFile::Synchronise()
+void OutputFile::CommitTogether(OutputFile& first, OutputFile& second)
 {
+  OutputFile* const files[] = {&first, &second};
+  CommitTogether(files);
+}
+
+void OutputFile::RenameTogether(std::span<OutputFile* const> files)
+{
+  SignalsHeld const held;
+  std::size_t done = 0;
+  try
+  {
+    for (; done < files.size(); ++done)
+      files[done]->Rename();
+  }
+  catch (ToolError const&)
+  {
+    for (OutputFile const* const file : files.first(done))
+      file->Withdraw();
+    throw;
+  }
+}
+
+void OutputFile::Complete()
+{
+  if (descriptor_ < 0)
+    return;
   SetMode();
   if (fsync(descriptor_) != 0)
     Fail("cannot be brought to the disk", errno);
+  if (close(std::exchange(descriptor_, -1)) != 0)
+    Fail("cannot be written", errno);
 }
 
 void OutputFile::SynchroniseFolder() const
@@ -252,9 +261,12 @@ void OutputFile::Rename()
 void OutputFile::Forget()
 {
   temporary_.clear();
-  if (pending_ != nullptr)
-    *pending_ = '\0';
-  pending_ = nullptr;
+  Pending** link = &pendingFiles;
+  while (*link != nullptr && *link != pending_.get())
+    link = &(*link)->next;
+  if (*link != nullptr)
+    *link = pending_->next;
+  pending_.reset();
 }
 
 void OutputFile::CopyToTarget()

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <span>
 #include <string>
 
 /// A result that appears complete or not at all.
@@ -12,7 +14,7 @@
 /// The target "-" is standard output. For it and for targets that are no ordinary files (devices, pipes) the temporary
 /// file lies in the system's folder for such files and Commit copies it.
 ///
-/// At most two objects at a time. Failures are ToolError with the status Disk and a text that names the target.
+/// Failures are ToolError with the status Disk and a text that names the target.
 class OutputFile
 {
 public:
@@ -33,8 +35,11 @@ public:
   void Write(void const* bytes, std::size_t count);
 
   void Commit();
-  /// Commits two files that belong together: both are on the disk before the first takes its name. When the second is
-  /// refused its name, a first that replaced nothing loses its own again.
+  /// Brings the file to the disk, still under its temporary name, and closes it: nothing more is written into it.
+  void Complete();
+  /// Commits files that belong together: all are on the disk before the first takes its name, in the given order. When
+  /// one is refused its name, those before it that replaced nothing lose theirs again.
+  static void CommitTogether(std::span<OutputFile* const> files);
   static void CommitTogether(OutputFile& first, OutputFile& second);
 
   /// Whether the target is standard output, a device or a pipe.
@@ -43,11 +48,18 @@ public:
   /// A target as messages name it.
   static std::string Show(std::string const& target);
 
+  /// A temporary file that an ending signal must remove.
+  struct Pending
+  {
+    std::string path;
+    Pending* next = nullptr;
+  };
+
 private:
   void Create(std::string const& folder);
-  void Synchronise();
   void SetMode();
   void Rename();
+  static void RenameTogether(std::span<OutputFile* const> files);
   void SynchroniseFolder() const;
   void Withdraw() const;
   void CopyToTarget();
@@ -61,6 +73,6 @@ private:
   std::string temporary_;
   Existing existing_;
   int descriptor_ = -1;
-  char* pending_ = nullptr; ///< the temporary file's entry in the table that the signal handler reads
+  std::unique_ptr<Pending> pending_; ///< the temporary file in the list that the signal handler reads
   bool isStream_ = false;
 };

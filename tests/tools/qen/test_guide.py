@@ -9,9 +9,9 @@ from support import COMMAND, ToolTest
 GUIDE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../docs/tool.md")
 
 
-def examples():
+def examples(guide=GUIDE):
     """(command, expected lines) of every console block."""
-    with open(GUIDE, encoding="utf-8") as file:
+    with open(guide, encoding="utf-8") as file:
         for block in re.findall(r"```console\n(.*?)```", file.read(), re.S):
             for part in re.split(r"^\$ ", block, flags=re.M)[1:]:
                 command, *expected = part.splitlines()
