@@ -1,12 +1,12 @@
 #include "Command.h"
 
 extern CommandEntry const kImportCommand, kInfoCommand, kVerifyCommand, kConvertCommand, kExportCommand,
-    kAnnotateCommand, kDetailsCommand, kArchiveCommand, kDemoCommand;
+    kAnnotateCommand, kDetailsCommand, kArchiveCommand, kTrendCommand, kDemoCommand;
 
 std::span<CommandEntry const* const> CommandTable()
 {
-  static constexpr CommandEntry const* kCommands[] = {&kImportCommand,  &kInfoCommand,    &kVerifyCommand,
-                                                      &kConvertCommand, &kExportCommand,  &kAnnotateCommand,
-                                                      &kDetailsCommand, &kArchiveCommand, &kDemoCommand};
+  static constexpr CommandEntry const* kCommands[] = {
+      &kImportCommand,   &kInfoCommand,    &kVerifyCommand,  &kConvertCommand, &kExportCommand,
+      &kAnnotateCommand, &kDetailsCommand, &kArchiveCommand, &kTrendCommand,   &kDemoCommand};
   return kCommands;
 }

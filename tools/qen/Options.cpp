@@ -2,6 +2,7 @@
 
 #include "DecimalNumber.h"
 #include "DetailsText.h"
+#include "Duration.h"
 #include "TimeText.h"
 
 #include <cmath>
@@ -133,6 +134,12 @@ CLI::Option* Options::AddTime(CLI::App& app, std::string const& name, std::optio
                               std::string const& help)
 {
   return Add<long long>(app, name, value, help, "TIME", TimeText::Parse);
+}
+
+CLI::Option* Options::AddDuration(CLI::App& app, std::string const& name, std::optional<long long>& value,
+                                  std::string const& help)
+{
+  return Add<long long>(app, name, value, help, "TIME", Duration::Parse);
 }
 
 CLI::Option* Options::AddSampleType(CLI::App& app, std::optional<sample_datatype32_t>& value, std::string const& help)

@@ -25,6 +25,9 @@ CLI::Option* AddUuid(CLI::App& app, std::string const& name, std::optional<Uuid>
 CLI::Option* AddText(CLI::App& app, std::string const& name, std::optional<std::string>& value,
                      std::string const& help);
 CLI::Option* AddTime(CLI::App& app, std::string const& name, std::optional<long long>& value, std::string const& help);
+/// Microseconds.
+CLI::Option* AddDuration(CLI::App& app, std::string const& name, std::optional<long long>& value,
+                         std::string const& help);
 CLI::Option* AddSampleType(CLI::App& app, std::optional<sample_datatype32_t>& value, std::string const& help);
 CLI::Option* AddSignalType(CLI::App& app, std::optional<signal32_t>& value, std::string const& help);
 /// none, zlib or gzip
