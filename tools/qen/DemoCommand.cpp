@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "DemoTrend.h"
 #include "Importer.h"
 #include "InputFiles.h"
 #include "Json.h"
@@ -30,7 +31,8 @@ constexpr char kDetails[] =
     "Without FILE it takes 10 s of a simulated machine at 51.2 kHz: harmonics of a shaft at 29.95 Hz, strikes\n"
     "of a bearing's faulty outer race at 107.82 Hz with 1 % random slip, which ring a resonance at 3.5 kHz,\n"
     "and noise; 16 bits, 0.001 g a count; with a trigger, a validator and a characteristic value. The same\n"
-    "seed gives the same samples everywhere.\n\n"
+    "seed gives the same samples everywhere. Then it records eight weeks of the machine's RMS value in trend\n"
+    "files, thins them by age and shows how many entries of each age remain.\n\n"
     "Examples:\n"
     "  qen demo\n"
     "  qen demo pump.wav run.csv --rate 25600\n"
@@ -48,7 +50,7 @@ public:
     Options::AddCount(app, "--seed", seed_, "of the simulated machine [1984]");
     app.add_option("--keep", keep_, "leave the files in this folder")->type_name("DIR")->take_last();
     app.add_flag("--force", force_, "replace files that exist there");
-    app.add_flag("--json", json_, "print JSON Lines (qen.demo/1), one for each form");
+    app.add_flag("--json", json_, "print JSON Lines (qen.demo/1, qen.demo-trend/1)");
   }
 
   ExitCode Run(Report& report) override
@@ -80,7 +82,9 @@ private:
     }
     importer_.SetDefaultScale(MachineModel::kUnitPerCount);
     importer_.SetDefaultUnit(MachineModel::kUnit);
-    return Show(path, folder.Path(), report);
+    ExitCode const code = Show(path, folder.Path(), report);
+    bool const proved = DemoTrend(folder.Path(), Existing(), seed_.value_or(kDefaultSeed)).Show(json_, report);
+    return proved ? code : ExitCode::Difference;
   }
 
   ExitCode Show(std::string const& file, std::string const& folder, Report& report)

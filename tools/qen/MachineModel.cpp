@@ -1,6 +1,8 @@
 #include "MachineModel.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 namespace
 {
@@ -153,6 +155,32 @@ std::vector<short> MachineModel::Samples(std::size_t count, unsigned long long s
     sample = ToCounts(kBias + machine + kNoise * random.Next());
   }
   return samples;
+}
+
+std::vector<trend_entry_t> MachineModel::Trend(long long end, int weeks, unsigned long long seed)
+{
+  constexpr int kEntriesPerWeek = 7 * 24 * 12;
+  constexpr long long kSpacing = 300000000;
+  constexpr double kUncertainty = 0.02;
+  constexpr double kStrikes =
+      kOuterRace * kStrength * kStrength / (8 * kPi * kResonance * kDamping * (1 + kDamping * kDamping));
+  double healthy = kNoise * kNoise;
+  for (double const amplitude : kHarmonics)
+    healthy += amplitude * amplitude / 2;
+  Generator random(seed);
+  int const count = weeks * kEntriesPerWeek;
+  std::vector<trend_entry_t> entries(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i)
+  {
+    double const elapsed = static_cast<double>(i) / count;
+    double const growth = elapsed * elapsed;
+    trend_entry_t& entry = entries[static_cast<std::size_t>(i)];
+    std::memset(&entry, 0, sizeof(entry)); // its padding is stored, too
+    entry.TimeStamp = end - (count - i) * kSpacing;
+    entry.Value = std::sqrt(healthy + kStrikes * growth * growth) * (1 + kUncertainty * random.Next());
+    entry.Status = entry.Value >= kAlarm ? 3 : entry.Value >= kPreAlarm ? 2 : 1;
+  }
+  return entries;
 }
 
 Details MachineModel::Annotations()

@@ -2,6 +2,8 @@
 
 #include "Details.h"
 
+#include "signalprocessing/io/file/TrendRecord.h"
+
 #include <cstddef>
 #include <vector>
 
@@ -47,4 +49,13 @@ std::vector<short> Samples(std::size_t count, unsigned long long seed);
 /// What the monitoring device would note beside them: the level that starts a measurement, the speed of the shaft, and
 /// how often its outer race is struck.
 Details Annotations();
+
+inline constexpr double kPreAlarm = 0.35; ///< g, RMS, from which entries of the trend have status 2
+inline constexpr double kAlarm = 0.5;     ///< g, RMS, from which they have status 3
+/// The machine's vibration over weeks in which the fault grows with the square of time up to its strength above: the
+/// RMS value of what Samples models, without the bias, every five minutes, measured with 2 % uncertainty. The strikes
+/// do not overlap: the square of the RMS is the sum of
+///
+///   a(h)^2 / 2 of each harmonic,  noise^2,  f_outer strength^2 / (4 zeta w (1 + zeta^2))
+std::vector<trend_entry_t> Trend(long long end, int weeks, unsigned long long seed);
 } // namespace MachineModel

@@ -1,0 +1,81 @@
+#include "DemoTrend.h"
+
+#include "Duration.h"
+#include "MachineModel.h"
+#include "ShrinkPlan.h"
+#include "ShrinkReport.h"
+#include "Text.h"
+#include "TrendOutput.h"
+
+#include "signalprocessing/io/file/TrendEntries.h"
+
+namespace
+{
+constexpr int kWeeks = 8;
+constexpr long long kEnd = 1795197600 * Duration::kSecond; // 2026-11-20T18:00:00Z: one picture for all times
+constexpr char kSettings[] = "1h:6/h,1d:24/d,7d:4/d,28d:1/d";
+constexpr unsigned int kMostEntries = 100000;
+
+std::string PathOfWeek(std::string const& folder, int week)
+{
+  return folder + "/trend-" + std::to_string(week) + TrendFile::kExtension;
+}
+} // namespace
+
+bool DemoTrend::Show(bool json, Report& report) const
+{
+  Record();
+  TrendFamily family{Uuid()};
+  for (int week = 1; week <= kWeeks; ++week)
+    family.Add(PathOfWeek(folder_, week));
+  TrendShrinker shrinker(TrendSettings::FromText(kSettings), kMostEntries, 0);
+  ShrinkPlan const plan(family, shrinker, kEnd, {}); // proves that entries stay as they are
+  bool const proved = IsWrittenAndRead(folder_ + "/trend-thinned" + TrendFile::kExtension, plan);
+  if (json)
+  {
+    Json object = JsonText::Object("qen.demo-trend/1");
+    object["classes"] = DescribeAges(plan, shrinker);
+    object["proved"] = proved;
+    report.Data(JsonText::Line(object));
+    return proved;
+  }
+  report.Data("trend of its vibration: " + Text::Counted(plan.AllEntries().before, "entry", "entries") + " in " +
+              Text::Counted(kWeeks, "week") + ", thinned by age with " + kSettings);
+  PrintAges(plan, shrinker, report);
+  report.Data(proved ? "proved: every entry that remains is as it was recorded, and all of the last hour remain"
+                     : "NOT PROVED: the thinned trend did not come back from its file");
+  return proved;
+}
+
+void DemoTrend::Record() const
+{
+  std::vector<trend_entry_t> const entries = MachineModel::Trend(kEnd, kWeeks, seed_);
+  std::list<TrendOutput> outputs;
+  for (int week = 0; week < kWeeks; ++week)
+  {
+    long long const first = kEnd - (kWeeks - week) * 7 * Duration::kDay;
+    std::deque<trend_entry_t> part;
+    for (trend_entry_t const& entry : entries)
+      if (entry.TimeStamp >= first && entry.TimeStamp < first + 7 * Duration::kDay)
+        AppendWhole(part, entry);
+    ::Trend trend(Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de004"), Uuid(), Uuid(), MachineModel::kUnit,
+                  MachineModel::kPreAlarm);
+    trend.AddTrendEntries(part.begin(), part.end());
+    trend.SetCompression(zlib);
+    outputs.emplace_back(PathOfWeek(folder_, week + 1), existing_);
+    outputs.back().Write(*std::unique_ptr<TrendDataDO>(trend.GetTrendDataDO()));
+  }
+  TrendOutput::Commit(outputs);
+}
+
+bool DemoTrend::IsWrittenAndRead(std::string const& path, ShrinkPlan const& plan) const
+{
+  TrendDataDO const& thinned = *plan.Results().front();
+  std::list<TrendOutput> outputs;
+  outputs.emplace_back(path, existing_);
+  outputs.back().Write(thinned);
+  TrendOutput::Commit(outputs);
+  TrendFile::Loaded const back = TrendFile::Read(InputFile(path), Uuid());
+  return plan.Results().size() == 1 && back.stored.getData() == thinned.getData() &&
+         back.trend.GetSignalUnitString() == MachineModel::kUnit;
+}
