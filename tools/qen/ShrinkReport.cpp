@@ -20,7 +20,7 @@ std::string RowOfEntries(std::string const& name, std::string const& rule, Shrin
 
 void PrintAges(ShrinkPlan const& plan, TrendShrinker const& shrinker, Report& report)
 {
-  report.Data("  age              remain               entries      after        bytes        after");
+  report.Data("  age              remain              entries      after        bytes        after");
   auto const counts = TrendSettings::Counts(shrinker);
   for (std::size_t i = 0; i < AgeClass::kCount; ++i)
     report.Data(RowOfEntries(AgeClass::Name(i), TrendSettings::ShowRule(i, counts[i]), plan.Entries()[i]));

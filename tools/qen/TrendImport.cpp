@@ -69,14 +69,14 @@ private:
     for (std::string const& remark : table.remarks)
       report.Note(file, remark);
     unsigned long long const size = split_.value_or(kMostEntries);
-    unsigned long long const parts = (table.entries.size() - 1) / size + 1;
+    auto const parts = static_cast<std::size_t>((table.entries.size() - 1) / size + 1);
     plan_.RequireRoomFor(parts);
     if (size > kMostEntries || (parts > 1 && !split_))
       throw ToolError(ExitCode::Unreadable,
                       "has more entries than the " + std::to_string(kMostEntries) + " of one trend: --split");
     std::list<TrendOutput> outputs;
     std::vector<Trend> trends;
-    for (unsigned long long part = 0; part < parts; ++part)
+    for (std::size_t part = 0; part < parts; ++part)
     {
       auto const first = table.entries.begin() + static_cast<std::ptrdiff_t>(part * size);
       unsigned long long const count = std::min(size, table.entries.size() - part * size);

@@ -87,6 +87,7 @@ private:
   {
     InputFile const input(file);
     View view{file, TrendFile::ReadHeader(input), {}, {}, {}};
+    Verify(input, view);
     try
     {
       view.document = TrendDocument::Of(input, view.header);
@@ -95,7 +96,6 @@ private:
     {
       view.verification.damage.push_back({"details", error.what()});
     }
-    Verify(input, view);
     if (view.document)
       for (std::string const& difference : view.document->Differences(view.header))
         view.verification.damage.push_back({"details", difference});

@@ -145,7 +145,7 @@ private:
     {
       if (device_)
         throw ToolError(ExitCode::Usage, "--settings: " + std::string(error.what()));
-      throw ToolError(ExitCode::Unreadable, Text::Printable(deviceFile_) + ": " + error.what());
+      throw ToolError(ExitCode::Unreadable, Text::Printable(deviceFile_) + ": " + Text::Printable(error.what()));
     }
   }
 
@@ -159,7 +159,7 @@ private:
     }
     catch (ToolError const& error)
     {
-      throw ToolError(error.Code(), Text::Printable(pinsFile_) + ": " + error.what());
+      throw ToolError(error.Code(), Text::Printable(pinsFile_) + ": " + Text::Printable(error.what()));
     }
   }
 

@@ -13,7 +13,7 @@ namespace
 constexpr char kIntroduction[] =
     "Time signal files (.qts): measured machine vibration, one signal a file, exact and checksummed.\n"
     "Makes them from WAV and CSV recordings, shows, checks and converts them, adds units and other details,\n"
-    "keeps many in one archive, and gives recordings back.\n";
+    "keeps many in one archive, and gives recordings back. Makes, shows and thins trends (.qtr).\n";
 constexpr char kClosing[] =
     "NAME.qts has its details document NAME.xml beside it: unit, validators, trigger, characteristic values.\n"
     "Data goes to standard output, messages to standard error. FILE may be a directory, which stands for\n"

@@ -74,7 +74,7 @@ class Demo(ToolTest):
         self.run_tool("demo", "--keep", "kept")
         self.assertEqual(["machine-%s.%s" % (form, extension) for form in ("centred", "gzip", "imported", "zlib")
                           for extension in ("qts", "xml")] + ["machine.wav"],
-                         [name for name in self.names("kept") if name != "machine-exported.wav"])
+                         [name for name in self.names("kept") if name.startswith("machine") and name != "machine-exported.wav"])
         self.assertEqual(self.read("kept/machine.wav"), self.read("kept/machine-exported.wav"))
         imported = parse_signal_file(self.read("kept/machine-imported.qts"))
         centred = parse_signal_file(self.read("kept/machine-centred.qts"))
@@ -89,7 +89,7 @@ class Demo(ToolTest):
         self.run_tool("demo", "--keep", "kept", "--force")
 
     def test_the_machine_has_details(self):
-        objects = {o["form"]: o["file_size"] for o in self.run_tool("demo", "--keep", "kept", "--json").objects()}
+        objects = {o["form"]: o["file_size"] for o in self.run_tool("demo", "--keep", "kept", "--json").objects() if "form" in o}
         ids = [uuid.UUID("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de00%d" % i) for i in (1, 2, 3)]
         speed = struct.unpack("<f", struct.pack("<f", 29.95 * 60))[0]
         details = Details("g", [Named(ids[1], 29.95 * 60, "rpm")], Named(ids[0], 3, "g"), [Named(ids[2], OUTER_RACE, "Hz", speed=speed)])
@@ -100,7 +100,7 @@ class Demo(ToolTest):
         self.assertEqual(len(archive_form(data, details)), objects["archive"])
 
     def test_json(self):
-        objects = self.run_tool("demo", "--json").objects()
+        objects = [o for o in self.run_tool("demo", "--json").objects() if o["schema"] != "qen.demo-trend/1"]
         self.assertEqual(FORMS + ["exported to WAV"], [o["form"] for o in objects])
         for o in objects:
             self.assertEqual(("qen.demo/1", 1, True, None), (o["schema"], o["channel"], o["proved"], o["problem"]))

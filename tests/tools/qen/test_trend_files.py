@@ -1,6 +1,7 @@
 """What trend files are shown as, and what of them is refused."""
 
 import math
+import os
 import struct
 import zlib
 
@@ -105,6 +106,19 @@ class Info(TrendFiles):
                 result = self.run_tool("trend", "info", "--entries", "--json", "a.qtr", code=1)
                 self.assertIn(message, ["%s: %s" % (d["part"], d["text"]) for d in result.objects()[0]["damage"]])
                 self.fails(3, "a.qtr: is damaged: " + message, "trend", "dump", "a.qtr")
+
+    def test_every_wrong_bit_and_every_cut_is_found(self):
+        for method in ("none", "zlib", "gzip"):
+            good = trend_file(HOURLY[:2], method)
+            os.mkdir(self.path(method))
+            bad = [good[:length] for length in range(len(good))]
+            bad += [good[:i // 8] + bytes([good[i // 8] ^ 1 << i % 8]) + good[i // 8 + 1:] for i in range(8 * len(good))]
+            for number, data in enumerate(bad):
+                self.write("%s/%04d.qtr" % (method, number), data)
+            result = self.run_tool("trend", "info", "--entries", "--json", method, code=1)
+            shown = result.objects()
+            self.assertEqual(len(bad), len(shown) + len(result.err.splitlines()))
+            self.assertEqual([], [o["file"] for o in shown if o["good"]])
 
     def test_a_document_that_does_not_repeat_the_header_is_damage(self):
         data = trend_file(HOURLY)

@@ -1,5 +1,6 @@
 import math
 import os
+import resource
 import struct
 
 from support import NULL, ToolTest
@@ -178,6 +179,12 @@ class TrendImport(ToolTest):
         self.write("a-3.qtr", "mine")
         self.fails(5, "a.csv: a-3.qtr not written: the file exists, --force replaces it", "trend", "import", "a.csv", "--split", "1")
         self.assertEqual(["a-3.qtr", "a.csv"], self.names())
+
+    def test_files_of_a_table_may_be_more_than_can_be_open(self):
+        self.write("a.csv", "".join("2026-11-20T00:%02d:00Z,%d\n" % (i, i) for i in range(50)))
+        self.run_tool("trend", "import", "a.csv", "--split", "1", "-d", "out",
+                      preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (32, 32)))
+        self.assertEqual(100, len(self.names("out")))
 
     def test_no_other_file_gives_way_to_a_document(self):
         self.write("a.csv", "2026-11-20,1\n")

@@ -1,5 +1,6 @@
 import os
 import random
+import resource
 import uuid
 
 from support import NAMESPACE, ToolTest, time_text
@@ -29,8 +30,8 @@ class Shrink(ToolTest):
         self.write(name + ".qtr", data)
         self.write(name + ".xml", trend_document(data, unit))
 
-    def shrink(self, *arguments, now=NOW, code=0):
-        return self.run_tool("trend", "shrink", "--now", str(now), *arguments, code=code)
+    def shrink(self, *arguments, now=NOW, code=0, **options):
+        return self.run_tool("trend", "shrink", "--now", str(now), *arguments, code=code, **options)
 
     def results(self, result, folder="out"):
         """The new trends, oldest first, with all that must hold of each."""
@@ -79,7 +80,7 @@ class Shrink(ToolTest):
         result = self.shrink("a.qtr", "--settings", "1d:1/d,28d:2/d")
         lines = result.lines()
         self.assertEqual([
-            "  age              remain               entries      after        bytes        after",
+            "  age              remain              entries      after        bytes        after",
             "  up to 1 hour     all                       0          0            0            0",
             "  1 hour to 1 day  all                       0          0            0            0",
             "  1 to 7 days      1 a day                   0          0            0            0",
@@ -266,6 +267,17 @@ class Shrink(ToolTest):
         result = self.shrink("a.qtr", "--settings", "28d:1/d", "--apply", "-o", "file/x", code=5)
         self.assertRegex(result.err, "^qen: file/x cannot be made: .*\n$")
         self.assertEqual((before, ["a.qtr", "a.xml", "file"]), (self.read("a.qtr"), self.names()))
+
+    def test_a_disk_that_is_full_leaves_the_old_files(self):
+        self.put("a", [entry(START + i * HOUR, random.Random(i).random()) for i in range(240)], "none")
+        before = {name: self.read(name) for name in self.names()}
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+        result = self.shrink("a.qtr", "--settings", "28d:24/d", "--apply", code=5, preexec_fn=limit)
+        self.assertRegex(result.err, r"^qen: [0-9a-f-]{36}\.qtr cannot be written: .*\n$")
+        self.assertEqual(before, {name: self.read(name) for name in self.names()})
 
     def test_trends_without_entries_stay(self):
         self.put("a", [])
