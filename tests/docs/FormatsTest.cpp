@@ -4,8 +4,10 @@
 #include "platform/Options.h"
 #include "platform/Uuid.h"
 #include "platform/database/MeasurementDataDO.h"
+#include "platform/database/TrendDataDO.h"
 #include "signalprocessing/io/file/TimeSignal.h"
 #include "signalprocessing/io/file/TimeSignalArchive.h"
+#include "signalprocessing/io/file/TrendShrinker.h"
 #include "utilities/archive/Serialize.h"
 
 #include <fstream>
@@ -28,6 +30,15 @@ std::vector<std::string> readBlock(std::string const& name)
   while (std::getline(document, line) && line != "```")
     lines.push_back(line);
   return lines;
+}
+
+/// The lines of a block as one text, without a line feed behind the last one.
+std::string readText(std::string const& name)
+{
+  std::string text;
+  for (std::string const& line : readBlock(name))
+    text += (text.empty() ? "" : "\n") + line;
+  return text;
 }
 
 /// The bytes of hexadecimal words.
@@ -220,26 +231,73 @@ TEST(Formats, PlacesInTheArchiveExampleAreThoseOfTheText)
   EXPECT_EQ(bytes.size(), 0x118U + 16U);
 }
 
-std::string detailsExample()
-{
-  std::string document;
-  for (std::string const& line : readBlock("details-document"))
-    document += (document.empty() ? "" : "\n") + line;
-  return document;
-}
-
 TEST(Formats, DetailsExampleIsWhatTheLibraryWrites)
 {
   std::unique_ptr<MeasurementDataDO> const stored(describedSignal().GetMeasurementDataDO());
 
-  EXPECT_EQ(stored->getMeasurementDataDetails(), detailsExample());
+  EXPECT_EQ(stored->getMeasurementDataDetails(), readText("details-document"));
 }
 
 TEST(Formats, DetailsExampleReadsAsDescribed)
 {
   std::unique_ptr<MeasurementDataDO> const stored(exampleSignal().GetMeasurementDataDO());
-  stored->setMeasurementDataDetails(detailsExample());
+  stored->setMeasurementDataDetails(readText("details-document"));
 
   EXPECT_TRUE(TimeSignal(*stored) == describedSignal());
+}
+
+UuidEntryDO entryOf(char const* uuid) { return UuidEntryDO(0, Uuid(uuid), false); }
+
+/// The trend of the record example as it is stored, from its bytes and its document.
+TrendDataDO exampleTrend()
+{
+  TrendDataDO stored;
+  stored.setData(asVector(readExample("trend-record")));
+  stored.setCurrentUuid(entryOf("66666666-7777-4888-9999-aaaaaaaaaaaa"));
+  stored.setCharacteristicValueConfig(entryOf("11111111-2222-4333-8444-555555555555"));
+  stored.setFirstTimeStamp(1795197440000123);
+  stored.setLastTimeStamp(1795197740000123);
+  stored.setTrendDataDetails(readText("trend-details-document"));
+  return stored;
+}
+
+TEST(Formats, TrendExamplesAreWhatTheLibraryWrites)
+{
+  Trend const trend(exampleTrend());
+  std::unique_ptr<TrendDataDO> const written(trend.GetTrendDataDO());
+
+  EXPECT_EQ(written->getData(), asVector(readExample("trend-record")));
+  EXPECT_EQ(written->getTrendDataDetails(), readText("trend-details-document"));
+}
+
+TEST(Formats, TrendRecordExampleReadsAsDescribed)
+{
+  Trend const trend(exampleTrend());
+
+  EXPECT_EQ(trend.GetSignalUnitString(), "mm/s");
+  EXPECT_EQ(trend.GetSignalUnitUuid(), Uuid("bbbbbbbb-cccc-4ddd-8eee-ffffffffffff"));
+  EXPECT_EQ(trend.GetLowerPreAlarmLimit(), 4.5);
+  ASSERT_EQ(trend.GetNumberOfEntries(), 2U);
+  EXPECT_EQ(trend.GetTrendEntry(0).TimeStamp, 1795197440000123);
+  EXPECT_EQ(trend.GetTrendEntry(0).Value, 2.5);
+  EXPECT_EQ(trend.GetTrendEntry(0).Status, 1);
+  EXPECT_EQ(trend.GetTrendEntry(1).TimeStamp, 1795197440000123 + 300000000);
+  EXPECT_EQ(trend.GetTrendEntry(1).Value, -0.75);
+  EXPECT_EQ(trend.GetTrendEntry(1).AuxFloat1, 1.0F);
+  EXPECT_EQ(trend.GetTrendEntry(1).AuxByte, 7);
+  EXPECT_EQ(trend.GetTrendEntry(1).Status, 3);
+  EXPECT_EQ(trend.GetTrendEntry(1).AuxFloat3, 0.5F);
+}
+
+TEST(Formats, CleanupSettingsExampleReadsAsDescribed)
+{
+  DeviceDO device;
+  device.setDeviceDetails(readText("trend-cleanup-settings"));
+  TrendShrinker const shrinker(device, 1, 1);
+
+  EXPECT_EQ(shrinker.GetNoTrendValuesPerHourOlderThanOneHour(), 60U);
+  EXPECT_EQ(shrinker.GetNoTrendValuesPerDayOlderThanOneDay(), 24U);
+  EXPECT_EQ(shrinker.GetNoTrendValuesPerDayOlderThanOneWeek(), 4U);
+  EXPECT_EQ(shrinker.GetNoTrendValuesPerDayOlderThanFourWeeks(), 0U);
 }
 } // namespace
