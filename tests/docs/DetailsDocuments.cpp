@@ -1,6 +1,7 @@
-// Writes details documents of every shape into the folder that is given, a file each. The document of "full.xml" has
-// everything that a document may have.
+// Writes details documents of every shape, a file each, into the folders "measurement" and "trend" of the folder that
+// is given. The document of "full.xml" has everything that a document may have.
 #include "signalprocessing/io/file/TimeSignal.h"
+#include "signalprocessing/io/file/Trend.h"
 #include "support/ClassicStream.h"
 #include "support/SampleSignals.h"
 
@@ -8,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -54,22 +56,37 @@ char const* const kUnits[] = {"", "mm/s", " m ", "\xC2\xB5m", "\"'>", "&amp;"};
 class Folder
 {
 public:
-  explicit Folder(std::string path) : path_(std::move(path)) {}
+  explicit Folder(std::filesystem::path path) : path_(std::move(path)) { std::filesystem::create_directory(path_); }
 
   void Write(std::string const& name, TimeSignal const& signal) const
   {
     ClassicStream document;
     ObjectOf(signal)->CreateXmlDetails(document);
-    std::ofstream file(path_ + "/" + name + ".xml", std::ios::binary);
-    file << document.str();
+    write(name, document.str());
+  }
+  void Write(std::string const& name, Trend const& trend, trend_header_t const& header) const
+  {
+    ClassicStream document;
+    trend.GenerateDetails(header, document);
+    write(name, document.str());
+  }
+  /// A document with a number of its own.
+  template <class... Described>
+  void WriteNext(Described const&... described)
+  {
+    Write(std::to_string(next_++), described...);
+  }
+
+private:
+  void write(std::string const& name, std::string const& document) const
+  {
+    std::ofstream file(path_ / (name + ".xml"), std::ios::binary);
+    file << document;
     if (!file.flush())
       throw std::runtime_error("cannot write " + name);
   }
-  /// A document with a number of its own.
-  void Write(TimeSignal const& signal) { Write(std::to_string(next_++), signal); }
 
-private:
-  std::string path_;
+  std::filesystem::path path_;
   int next_ = 0;
 };
 
@@ -93,23 +110,23 @@ void writeNames(Folder& folder)
   for (int type = 1; type <= 5; ++type)
   {
     header.SignalType = static_cast<signal32_t>(type);
-    folder.Write(signal);
+    folder.WriteNext(signal);
   }
   for (int type = 1; type <= 10; ++type)
   {
     header.SampleType = static_cast<sample_datatype32_t>(type);
-    folder.Write(signal);
+    folder.WriteNext(signal);
   }
   for (int form = 1; form <= 4; ++form)
   {
     header.Compression = static_cast<compression32_t>(form);
-    folder.Write(signal);
+    folder.WriteNext(signal);
   }
 }
 
 void writeExtremes(Folder& folder)
 {
-  folder.Write(TimeSignal());
+  folder.WriteNext(TimeSignal());
   for (double const number : kNumbers)
   {
     SignalParts parts;
@@ -117,25 +134,56 @@ void writeExtremes(Folder& folder)
     TimeSignal signal = signalWith(parts, number, "m", 1 + 4 + 8);
     if (number == number)
       signal.AddCharacteristicValue(Uuid(), 0, Uuid(), "", static_cast<float>(number));
-    folder.Write(signal);
+    folder.WriteNext(signal);
   }
   for (long long const time : kTimes)
   {
     SignalParts parts;
     parts.timeStamp = time;
-    folder.Write(MakeSignal({1}, parts));
+    folder.WriteNext(MakeSignal({1}, parts));
   }
   for (std::string const unit : kUnits)
   {
     SignalParts parts;
     parts.unitString = unit;
-    folder.Write(signalWith(parts, 1, unit, 1 + 4 + 8));
+    folder.WriteNext(signalWith(parts, 1, unit, 1 + 4 + 8));
   }
   TimeSignal const signal = MakeSignal({1});
   signal.GetHeader()->BinaryHeaderVersion = USHRT_MAX;
   signal.GetHeader()->HeaderSize = 0;
   signal.GetHeader()->SampleCount = ULLONG_MAX;
-  folder.Write(signal);
+  folder.WriteNext(signal);
+}
+
+void writeTrends(Folder& folder)
+{
+  Trend const trend(CountingUuid(1), CountingUuid(2), CountingUuid(3), "mm/s", 0.0);
+  trend_header_t header{};
+  for (int form = 0; form <= 5; ++form)
+  {
+    header.Compression = static_cast<compression32_t>(form);
+    folder.WriteNext(trend, header);
+  }
+  header.Compression = zlib;
+  for (unsigned int const count : {1U, 2147483647U, 2147483648U, UINT_MAX})
+  {
+    header.SampleCount = header.DataArrayByteCount = count;
+    folder.WriteNext(trend, header);
+  }
+  for (double const number : kNumbers)
+  {
+    header.LowerPreAlarmLevel = number;
+    folder.WriteNext(trend, header);
+  }
+  for (long long const time : kTimes)
+  {
+    header.FirstTimeStamp = header.LastTimeStamp = time;
+    folder.WriteNext(trend, header);
+  }
+  for (char const* const unit : kUnits)
+    folder.WriteNext(Trend(Uuid(), Uuid(), Uuid(), unit, 0.0), header);
+  header.LowerPreAlarmLevel = 4.5;
+  folder.Write("full", trend, header);
 }
 } // namespace
 
@@ -144,12 +192,15 @@ try
 {
   if (argumentCount != 2)
     throw std::runtime_error("usage: details_documents FOLDER");
-  Folder folder(arguments[1]);
+  std::filesystem::path const path = arguments[1];
+  Folder folder(path / "measurement");
   for (unsigned int groups = 0; groups < 32; ++groups)
-    folder.Write(signalWith({}, 2.5, "mm/s", groups));
+    folder.WriteNext(signalWith({}, 2.5, "mm/s", groups));
   writeNames(folder);
   writeExtremes(folder);
   folder.Write("full", signalWith({}, 1480.25, "1/min", 2 + 4 + 8 * 3));
+  Folder trends(path / "trend");
+  writeTrends(trends);
   return EXIT_SUCCESS;
 }
 catch (std::exception const& exception)

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""What the library writes validates against the schema of the details document, wrong documents do not.
+"""What the library writes validates against the schemas of the details documents, wrong documents do not.
 
-QEN_XMLLINT is the validator, QEN_DETAILS_DOCUMENTS the command that writes documents into a folder, "full.xml" among them.
+QEN_XMLLINT is the validator, QEN_DETAILS_DOCUMENTS the command that writes documents into the folders "measurement" and "trend" of a
+folder, "full.xml" among them.
 """
 
 import copy
@@ -14,7 +15,7 @@ import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 
-SCHEMA = pathlib.Path(__file__).parents[2] / "docs/schemas/measurement-data-details.xsd"
+SCHEMAS = pathlib.Path(__file__).parents[2] / "docs/schemas"
 NAMESPACE = "http://www.qen.example/2015/09/30/velmora/"
 OPTIONAL = {"ValidatorGroup", "Trigger", "CharacteristicValueGroup", "Speed"}
 REPEATED = {"Validator", "CharacteristicValue"}
@@ -30,15 +31,19 @@ WRONG_TIMES = ["", "2026-11-20", "2026-11-20T17:57:20Z", "2026-11-20T17:57:20.00
                "2026-11-20T17:60:20.000123Z", "2026-11-20T17:57:60.000123Z", "-0000-11-20T17:57:20.000123Z",
                "02026-11-20T17:57:20.000123Z", "+2026-11-20T17:57:20.000123Z", "226-11-20T17:57:20.000123Z",
                "2026-11-20T17:57:20,000123Z", "2026-11-20T17:57:20.000123+00:00"]
-WRONG_TEXTS = {
+COMMON_WRONG_TEXTS = {
     "FileVersionXml": ["", "1.0.0.1", "1.0", " 1.0.0.0"],
+    "UnitUuid": WRONG_UUIDS,
+    "BinaryFileName": ["x", " "],
+    "BinaryFileHash": ["x", " "],
+}
+MEASUREMENT_WRONG_TEXTS = COMMON_WRONG_TEXTS | {
     "BinaryHeaderVersion": WRONG_INTEGERS + ["65536"],
     "HeaderSize": WRONG_INTEGERS + ["65536"],
     "SignalType": ["", "1", "Raw_time_signal", "raw_time_signal ", "raw time signal", "trend"],
     "MeasurementConfigUuid": WRONG_UUIDS,
     "MeasurementUuid": WRONG_UUIDS,
     "TimeStamp": WRONG_TIMES,
-    "UnitUuid": WRONG_UUIDS,
     "SampleType": ["", "2", "int16", "data_int24_t", "data_int16", "DATA_INT16_T"],
     "SampleCount": WRONG_INTEGERS + ["18446744073709551616"],
     "DeltaX": WRONG_NUMBERS,
@@ -48,11 +53,21 @@ WRONG_TEXTS = {
     "AverageValue": WRONG_NUMBERS,
     "TriggerUuid": WRONG_UUIDS + ["00000000-0000-0000-0000-000000000000"],
     "TripValue": WRONG_NUMBERS,
-    "BinaryFileName": ["x", " "],
-    "BinaryFileHash": ["x", " "],
     "CharacteristicValueUuid": WRONG_UUIDS,
     "Value": WRONG_NUMBERS,
     "Speed": WRONG_NUMBERS + ["nan", "-nan"],
+}
+TREND_WRONG_TEXTS = COMMON_WRONG_TEXTS | {
+    "BinaryHeaderVersion": ["", "1", "02", "2.0"],
+    "HeaderSize": ["", "120", "096"],
+    "CharacteristicValueConfigUuid": WRONG_UUIDS,
+    "TrendUuid": WRONG_UUIDS,
+    "SampleCount": [text for text in WRONG_INTEGERS if text != "-1"] + ["-0", "2147483648", "-2147483649"],
+    "DataArrayByteCount": [text for text in WRONG_INTEGERS if text != "-1"] + ["-0", "2147483648", "-2147483649"],
+    "Compression": ["1", "none", "int24", "GZIP"],
+    "LowerPreAlarmLevel": WRONG_NUMBERS,
+    "FirstTimeStamp": [text for text in WRONG_TIMES if text],
+    "LastTimeStamp": [text for text in WRONG_TIMES if text],
 }
 ANY_TEXT = {"UnitString"}
 
@@ -113,21 +128,22 @@ def wrong_structures(document):
             yield f"empty {name}", document.changed(number, lambda parent: replace(parent, ElementTree.Element(child.tag)))
 
 
-def wrong_texts(document):
+def wrong_texts(document, texts):
     for number, index, child in document.places():
-        for text in WRONG_TEXTS.get(name_of(child), []):
+        for text in texts.get(name_of(child), []):
             yield f"{name_of(child)} {text!r}", document.changed(number, lambda parent: setattr(parent[index], "text", text))
 
 
 def wrong_roots(document):
-    for tag in ("MeasurementDataDetails", f"{{{NAMESPACE}}}TrendDataDetails", "{http://other.example/}MeasurementDataDetails"):
+    name = name_of(document.root)
+    for tag in (name, f"{{{NAMESPACE}}}DataDetails", f"{{http://other.example/}}{name}"):
         yield f"root {tag}", document.changed(0, lambda root: setattr(root, "tag", tag))
 
 
-def validating(paths):
+def validating(schema, paths):
     """Those of the files that validate. Loader settings that the tests need are none of the validator's business."""
     environment = {name: value for name, value in os.environ.items() if not name.startswith(("LD_", "ASAN_", "UBSAN_", "LSAN_"))}
-    run = subprocess.run([os.environ["QEN_XMLLINT"], "--noout", "--nonet", "--schema", str(SCHEMA), *map(str, paths)],
+    run = subprocess.run([os.environ["QEN_XMLLINT"], "--noout", "--nonet", "--schema", str(SCHEMAS / schema), *map(str, paths)],
                          env=environment, capture_output=True, text=True, errors="replace", check=False)
     verdicts = dict(re.findall(r"^(.*) (validates|fails to validate)$", run.stderr, re.MULTILINE))
     missing = [path for path in paths if str(path) not in verdicts]
@@ -136,19 +152,21 @@ def validating(paths):
     return {path for path in paths if verdicts[str(path)] == "validates"}
 
 
-class DetailsSchema(unittest.TestCase):
+class Schema:
+    """Holds for every kind of document; the kinds are below."""
+
     @classmethod
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory(prefix="qen-test-")
         cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
+        cls.folder = pathlib.Path(folder.name) / cls.kind
         subprocess.run([*shlex.split(os.environ["QEN_DETAILS_DOCUMENTS"]), folder.name], check=True)
         cls.written = sorted(cls.folder.glob("*.xml"))
         cls.full = Document(cls.folder / "full.xml")
 
     def test_documents_of_every_shape_validate(self):
-        self.assertGreater(len(self.written), 80)
-        valid = validating(self.written)
+        self.assertGreater(len(self.written), self.least_documents)
+        valid = validating(self.schema, self.written)
         self.assertEqual([path.read_text() for path in self.written if path not in valid], [])
 
     def passing(self, documents):
@@ -158,21 +176,35 @@ class DetailsSchema(unittest.TestCase):
             path = self.folder / f"wrong-{number}"
             ElementTree.ElementTree(root).write(path, encoding="utf-8", xml_declaration=True)
             faults[path] = fault
-        return sorted(faults[path] for path in validating(list(faults))), len(faults)
+        return sorted(faults[path] for path in validating(self.schema, list(faults))), len(faults)
 
     def test_wrong_elements_do_not_validate(self):
         passing, count = self.passing([*wrong_roots(self.full), *wrong_structures(self.full)])
         self.assertEqual(passing, ["no fault"])
-        self.assertGreater(count, 300)
+        self.assertGreater(count, self.least_structures)
 
     def test_wrong_values_do_not_validate(self):
-        passing, count = self.passing(wrong_texts(self.full))
+        passing, count = self.passing(wrong_texts(self.full, self.wrong_texts))
         self.assertEqual(passing, ["no fault"])
-        self.assertGreater(count, 300)
+        self.assertGreater(count, self.least_texts)
 
     def test_every_value_has_wrong_texts(self):
         leaves = {name_of(child) for _, _, child in self.full.places() if not len(child)}
-        self.assertEqual(leaves - ANY_TEXT, set(WRONG_TEXTS))
+        self.assertEqual(leaves - ANY_TEXT, set(self.wrong_texts))
+
+
+class MeasurementDetails(Schema, unittest.TestCase):
+    kind = "measurement"
+    schema = "measurement-data-details.xsd"
+    wrong_texts = MEASUREMENT_WRONG_TEXTS
+    least_documents, least_structures, least_texts = 80, 300, 300
+
+
+class TrendDetails(Schema, unittest.TestCase):
+    kind = "trend"
+    schema = "trend-data-details.xsd"
+    wrong_texts = TREND_WRONG_TEXTS
+    least_documents, least_structures, least_texts = 40, 120, 100
 
 
 if __name__ == "__main__":
