@@ -18,19 +18,12 @@ constexpr unsigned int kMaxByteCount = 4;
 
 SerializationException serializingFailed(char const* typeName, int line = __builtin_LINE())
 {
-  return ExceptionFactory(kSourceUnit, line)
-      .createException<SerializationException>("Serializing of object %s failed", typeName);
+  return ExceptionFactory(kSourceUnit, line).createException<SerializationException>(kSerializingFailed, typeName);
 }
 
 SerializationException deserializingFailed(char const* typeName, int line = __builtin_LINE())
 {
   return DeserializingFailed(kSourceUnit, typeName, line);
-}
-
-SerializationException causedBy(SerializationException const& cause, SerializationException exception)
-{
-  exception.setRootCause(cause);
-  return exception;
 }
 
 /// Full precision as long as it lives; then the stream has its own settings back, also when it threw.
@@ -205,9 +198,10 @@ void serialize(std::string const& value, std::ostream& stream)
       throw serializingFailed("unsigned long");
     writeInteger(static_cast<unsigned int>(value.size()), stream, "unsigned long");
   }
-  catch (SerializationException const& cause)
+  catch (SerializationException& cause)
   {
-    throw causedBy(cause, serializingFailed("std::string"));
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<SerializationException>(cause, kSerializingFailed, "std::string");
   }
   writeText(value, stream);
   if (stream.fail())
@@ -222,9 +216,10 @@ void deserialize(std::string& value, std::istream& stream)
   {
     length = readInteger(stream, "unsigned long");
   }
-  catch (SerializationException const& cause)
+  catch (SerializationException& cause)
   {
-    throw causedBy(cause, deserializingFailed("std::string"));
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<SerializationException>(cause, kDeserializingFailed, "std::string");
   }
   readBytes(value, length, stream);
   if (stream.fail())

@@ -31,7 +31,7 @@ void DetailsWriter::closeDocument(std::string_view name)
   writeEndTag(name);
 }
 
-// Unformatted, so that a field width left in the stream changes nothing.
+// Unformatted: a field width that was left in the stream is the first number's.
 void DetailsWriter::writeText(std::string_view text)
 {
   stream_.write(text.data(), static_cast<std::streamsize>(text.size()));

@@ -744,7 +744,7 @@ std::vector<unsigned char>* InternalTimeSignal::TimeSignalBinToVector(timesignal
 std::unique_ptr<std::vector<unsigned char>> InternalTimeSignal::flatForm(timesignal_bin_t const& header,
                                                                          std::span<unsigned char const> stored)
 {
-  std::size_t const size = kTimeSignalHeaderSize + memorySize(header.DataArrayByteCount);
+  std::size_t const size = memorySize(memorySize(header.DataArrayByteCount) + 0ULL + kTimeSignalHeaderSize);
   auto bytes = std::make_unique<std::vector<unsigned char>>();
   bytes->reserve(size);
   auto const* const start = reinterpret_cast<unsigned char const*>(&header);

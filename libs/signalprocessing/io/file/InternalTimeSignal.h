@@ -88,7 +88,7 @@ public:
   /// @param byteCount size of the sample array in bytes; 0 leaves no array
   /// @param samples byteCount bytes of any alignment, or null for an array of zeros
   /// Refuses unknown signal and sample types and a null job-data UUID before the trigger is cleared, and more
-  /// than 2147483647 bytes of samples after that.
+  /// than 2147483647 bytes of samples, or ones that no memory holds, after that.
   void Init(signal32_t signalType, unsigned char const* measurementConfigUuid, unsigned char const* measurementUuid,
             double deltaX, double scalingFactor, double offset, long long timeStamp, unsigned char const* unitUuid,
             sample_datatype32_t sampleType, unsigned long long sampleCount, unsigned long long byteCount,
@@ -97,7 +97,7 @@ public:
   /// The record, for reading and writing its fields. Nothing is checked; see the class for a replaced sample array.
   timesignal_bin_t* GetHeader();
   timesignal_bin_t const* GetHeader() const;
-  /// The stored sample bytes, null when there are none; valid until the samples change.
+  /// The stored sample bytes, valid until the samples change. Null without an array; an array may be empty.
   unsigned char* GetSamplesPointer() const;
   /// The stored sample bytes that really are there: DataArrayByteCount of them, or fewer when the array is shorter.
   std::span<unsigned char const> GetStoredSamples() const;
@@ -122,7 +122,7 @@ public:
                               float speed);
   /// Empties the sample array and makes both checksums valid; types and compression stay.
   void RemoveAllSamples();
-  /// Makes both checksums valid after the caller has written into the sample array.
+  /// Makes both checksums valid after the caller has written into the sample array; throws as CalcDataChecksum does.
   void RecalculateSamplesChecksum();
   /// Checksum of the header bytes 0 to 117.
   unsigned short CalcHeaderChecksum() const;
@@ -173,12 +173,13 @@ public:
   static unsigned long long SamplesToFract(InternalTimeSignal& signal, float& scale, std::span<short> values);
 
   /// Appends the details document to a stream. Numbers with fractions look as the stream's settings say; texts are not
-  /// escaped, so a unit with a less-than sign makes a document that cannot be read back. Throws for unknown signal
-  /// types, sample types and compressions, with the document written up to that value. The stream's state is the
-  /// caller's to check.
+  /// escaped, so a unit with a less-than sign or a zero byte makes a document that cannot be read back. Throws for
+  /// unknown signal types, sample types and compressions, with the document written up to that value. The stream's
+  /// state is the caller's to check.
   void CreateXmlDetails(std::stringstream& stream) const;
   // What a details document tells, found below its vel:Signal element. Missing texts and numbers are empty, 0, or NaN
-  // for a speed. Malformed ones throw UuidException or OptionException, with the fields before them set.
+  // for a speed. Malformed ones throw UuidException or OptionException, with the list resized and
+  // the fields before them set.
   /// Sets the unit; throws for a document without header info, naming the measurement.
   void FindUnitString(Option* signal, Uuid const& measurementUuid);
   /// Overwrites the validators; without a validator group they stay.

@@ -179,6 +179,8 @@ void InternalTimeSignal::readSamples(Archive& archive)
     throw ExceptionFactory(kSourceUnit, __LINE__)
         .createException<TimeSignalException>("Corrupt time signal archive object!");
   }
+  // The old samples do not belong to the new header, also when the reading ends here.
+  installSamples(nullptr, 0);
   ByteArray samples = readArray(archive, static_cast<unsigned int>(record_.DataArrayByteCount));
   installSamples(std::move(samples.bytes), samples.size);
 }

@@ -13,7 +13,8 @@
 ///
 /// Reading takes everything over as it was written; checksums are neither checked nor recomputed. It throws
 /// TimeSignalException for an object that several handles share, before anything is read, and for a wrong sample tag;
-/// QenSerialize::SerializationException for anything that cannot be decoded. An archive that ends within the last 16
+/// QenSerialize::SerializationException for anything that cannot be decoded; an archive whose exceptions() are switched
+/// on throws its own std::ios_base::failure instead. An archive that ends within the last 16
 /// bytes, the job-data UUID, shows in the archive's state alone. After a failure the object holds what was read so far,
 /// the header first of all, and stays valid to use. Memory grows with the bytes that arrive, whatever the header says.
 ///

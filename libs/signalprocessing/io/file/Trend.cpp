@@ -16,6 +16,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <tuple>
 
@@ -236,14 +237,17 @@ trend_header_t* Trend::VectorToTrend(std::vector<unsigned char> const& data)
 std::vector<unsigned char>* Trend::TrendToVector(trend_header_t const& header, void const* data)
 {
   auto bytes = std::make_unique<std::vector<unsigned char>>();
-  bytes->reserve(kTrendHeaderSize + header.DataArrayByteCount);
+  unsigned long long const size = static_cast<unsigned long long>(header.DataArrayByteCount) + kTrendHeaderSize;
+  if (size > bytes->max_size())
+    throw std::bad_alloc();
+  bytes->reserve(static_cast<std::size_t>(size));
   auto const* const start = reinterpret_cast<unsigned char const*>(&header);
   bytes->insert(bytes->end(), start, start + kTrendHeaderSize);
   auto const* const source = static_cast<unsigned char const*>(data);
   if (source != nullptr)
     bytes->insert(bytes->end(), source, source + header.DataArrayByteCount);
   else
-    bytes->resize(kTrendHeaderSize + header.DataArrayByteCount);
+    bytes->resize(static_cast<std::size_t>(size));
   return bytes.release();
 }
 
@@ -259,6 +263,8 @@ void Trend::UncompressData(void const* data, trend_header_t const* header)
 {
   bool const isKnown = isKnownCompression(header->Compression);
   unsigned int const byteCount = isKnown ? requireEntryBytes(header->SampleCount) : 0;
+  if (header->SampleCount > entries_.max_size())
+    throw std::bad_alloc();
   entries_.resize(header->SampleCount);
   if (!isKnown)
     throw unknownCompression(header->Compression);

@@ -96,8 +96,8 @@ public:
   /// Appends the details document, in which the header stands for counts, compression, limit and time stamps. The limit
   /// looks as the stream's settings say; the unit is not escaped.
   void GenerateDetails(trend_header_t const& header, std::stringstream& stream) const;
-  /// The trend as an open database object: record, details document and columns. The caller owns it. Throws what
-  /// CompressData throws for a trend that is stored compressed.
+  /// The trend as an open database object: record, details document and columns. The caller owns it. Throws for
+  /// compressions other than no_compression, zlib and gzip, and for more entries than a record can count the bytes of.
   TrendDataDO* GetTrendDataDO() const;
 
 private:

@@ -5,9 +5,12 @@
 // hour, one day, one week, four weeks), and each class has a number of entries that shall remain per period, which is
 // an hour in the first class and a day in the others. A period is cut into that many slots of equal length, and each
 // slot keeps, of every status class (1, 2, 3, any other), the entry nearest to its centre; of two that are equally
-// near, the earlier one. Picking real entries rather than averaging keeps alarms what they were. An entry that was
-// recorded together with a stored characteristic value is pinned: it is what a user sees when following the value to
-// its trend. It is kept whatever its place in the slot, and then no other entry of its status is chosen there.
+// near, the earlier one (of several with one time stamp before the centre, the last). Picking real entries rather than
+// averaging keeps alarms what they were. An entry that was recorded together with a stored characteristic value is
+// pinned: it is what a user sees when following the value to its trend. It is kept whatever its place in the slot, and
+// then no other entry of its status is chosen there. Three things can come between: of several entries with one time
+// stamp only the first is pinned; a value between two entries can hide the next one, because an entry is compared with
+// the current value before that moves on; and what lies behind the last slot of a period is dropped, pinned or not.
 //
 // An example. Entries every ten minutes, all of status 1, two per hour shall remain, and these are the minutes of an
 // hour that is old enough:
@@ -34,11 +37,11 @@
 // trend, after trends that overlap have been merged; a period may reach from one into the next. The survivors of a
 // group are cut into new trends of the largest permitted size.
 //
-// The cost. Each entry is looked at a fixed number of times: once to find the end of its period, at most three times
-// within its slot. Periods and slots without entries are not visited: the next one that has any is computed from the
-// next entry's time stamp, so a gap of two centuries costs as little as one of a minute, and a count of three thousand
-// million per hour as little as one. Time stamps come from outside and may be anything, so every sum of times that
-// could overflow saturates.
+// The cost. Each entry is looked at a fixed number of times: once or twice to find the end of its period, at most three
+// times within its slot; trends that overlap are sorted once more for each merge. Periods and slots without entries are
+// not visited: the next one that has any is computed from the next entry's time stamp, so a gap of two centuries costs
+// as little as one of a minute, and a count of three thousand million per hour as little as one. Time stamps come from
+// outside and may be anything, so every sum of times that could overflow saturates.
 
 #include "signalprocessing/io/file/TrendShrinker.h"
 
@@ -51,6 +54,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cxxabi.h>
 #include <limits>
 #include <new>
 #include <numeric>
@@ -429,6 +433,10 @@ std::vector<TrendDataDO*> TrendShrinker::ShrinkTrends(long long now, std::vector
   {
     run(now, trends, values, output);
   }
+  catch (abi::__forced_unwind const&)
+  {
+    throw; // the thread is being cancelled
+  }
   catch (VelmoraException const& exception)
   {
     ExceptionLogger::log(processState.logger, log4cpp::Priority::ERROR, kSourceUnit, __LINE__, exception);
@@ -568,8 +576,9 @@ void TrendShrinker::cutIntoTrends(std::deque<trend_entry_t>& survivors, Trend co
     trend.AddTrendEntries(survivors.begin(), end);
     survivors.erase(survivors.begin(), end);
     trend.SetCompression(zlib);
-    output.emplace_back(trend.GetTrendDataDO());
-    output.back()->setClosed(true);
+    std::unique_ptr<TrendDataDO> stored(trend.GetTrendDataDO());
+    stored->setClosed(true);
+    output.push_back(std::move(stored));
   }
 }
 

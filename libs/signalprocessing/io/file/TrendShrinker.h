@@ -32,11 +32,14 @@ public:
   unsigned int GetNoTrendValuesPerDayOlderThanOneWeek() const;
   unsigned int GetNoTrendValuesPerDayOlderThanFourWeeks() const;
 
-  /// Thins the trends of one characteristic value. Never throws: what goes wrong is logged, and what is complete by
-  /// then is returned.
+  /// Thins the trends of one characteristic value. Never throws: what goes wrong is logged, and the trends that are
+  /// made by then are returned. They may end in the middle of a group of trends, so what they replace must not be
+  /// deleted for them; ShrinkTrendsOrThrow tells.
   /// @param now    the current time
   /// @param trends the stored trends, oldest first; those without entries are skipped
-  /// @param values the stored characteristic values, oldest first: an entry with the time stamp of one of them is kept
+  /// @param values the stored characteristic values, oldest first: the entry with the time stamp of one of them is
+  /// kept,
+  ///               with the exceptions that TrendShrinker.cpp names
   /// @return new trends, closed and compressed with zlib, oldest first; the caller owns them
   std::vector<TrendDataDO*> ShrinkTrends(long long now, std::vector<TrendDataDO> const& trends,
                                          std::vector<CharacteristicValueDataDO> const& values);
@@ -51,7 +54,8 @@ public:
   Trend MergeTrends(Trend const& first, Trend const& second) const;
   /// Whether a is older than b.
   static bool CompareTrendEntry(trend_entry_t const& a, trend_entry_t const& b);
-  /// Index of the last of the first `count` entries, ascending by time, that is not later than t; 0 when all are.
+  /// Index of the last of the first `count` entries, ascending by time, that is not later than t; of several at exactly
+  /// t, the one that halving meets first; 0 when all are later.
   static unsigned int FindLastEntryPos(std::deque<trend_entry_t> const& entries, unsigned int count, long long t);
 
 private:
