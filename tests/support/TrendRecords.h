@@ -5,13 +5,13 @@
 #include "platform/Uuid.h"
 #include "platform/database/TrendDataDO.h"
 #include "signalprocessing/io/file/TrendRecord.h"
+#include "support/PortableForm.h"
 #include "support/Records.h"
 #include "support/SampleSignals.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <optional>
@@ -209,12 +209,7 @@ inline Bytes FlatTrend(TrendParts const& parts, Bytes const& stored)
 inline Bytes FlatTrend(TrendParts const& parts) { return FlatTrend(parts, Stored(Joined(parts.entries), parts.form)); }
 
 /// A number as a stream writes it by default: six significant digits.
-inline std::string SixDigits(double value)
-{
-  char text[64];
-  std::snprintf(text, sizeof(text), "%.6g", value);
-  return text;
-}
+inline std::string SixDigits(double value) { return Printed("%.6g", value); }
 
 inline std::string CompressionName(int form)
 {

@@ -4,6 +4,7 @@
 #include "signalprocessing/io/file/TimeSignal.h"
 
 #include "support/ArchivedObject.h"
+#include "support/ClassicStream.h"
 #include "support/Examination.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
@@ -38,7 +39,7 @@ ObjectPointer Stored(InternalTimeSignal const& signal) { return ObjectPointer(si
 
 std::string DetailsOf(InternalTimeSignal const& signal)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   signal.CreateXmlDetails(stream);
   return stream.str();
 }

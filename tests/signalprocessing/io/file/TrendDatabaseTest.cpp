@@ -2,6 +2,7 @@
 
 #include "platform/Compression.h"
 #include "signalprocessing/io/file/Trend.h"
+#include "support/ClassicStream.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
 #include "support/PlatformErrors.h"
@@ -49,7 +50,7 @@ std::string DetailsWithUnit(std::string const& element)
 
 std::string Generated(Trend const& trend, trend_header_t const& header)
 {
-  std::stringstream stream;
+  ClassicStream stream;
   trend.GenerateDetails(header, stream);
   return stream.str();
 }
@@ -208,7 +209,7 @@ TEST(TrendDetailsDocument, LimitFollowsTheSettingsOfTheStream)
 {
   TrendParts parts = SomeParts(1);
   parts.limit = 1.0 / 3;
-  std::stringstream stream;
+  ClassicStream stream;
   stream << std::fixed << std::setprecision(9);
   TrendFrom(parts).GenerateDetails(HeaderOf(FlatTrend(parts)), stream);
   EXPECT_EQ(Element(stream.str(), "LowerPreAlarmLevel"), "0.333333333");
@@ -218,7 +219,7 @@ TEST(TrendDetailsDocument, IsAppendedToTheStream)
 {
   TrendParts const parts = SomeParts(1);
   Bytes const flat = FlatTrend(parts);
-  std::stringstream stream;
+  ClassicStream stream;
   stream << "before";
   TrendFrom(parts).GenerateDetails(HeaderOf(flat), stream);
   stream << "behind";
