@@ -9,6 +9,7 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/Checksum.h
   libs/signalprocessing/io/file/Deflate.h
   libs/signalprocessing/io/file/DetailsWriter.h
+  libs/signalprocessing/io/file/MemorySize.h
   libs/signalprocessing/io/file/PaddedBytes.h
   libs/signalprocessing/io/file/RecordNames.h
   libs/signalprocessing/io/file/SampleKernels.h

@@ -3,6 +3,7 @@
 fails. A variant that no program notices is a survivor, and one survivor makes the exit status 1.
 
 Usage: try_mutants.py ROOT WORK_FOLDER [TEXT]    only variants whose name contains TEXT
+       try_mutants.py --check ROOT               only that each variant still finds its place in the sources
 """
 
 import pathlib
@@ -55,11 +56,23 @@ def noticing_program(source, lane):
     return None
 
 
+def read_mutants(root):
+    """All variants; ends the run when one does not find its text exactly once."""
+    mutants = tomllib.loads((root / "tests/mutants/mutants.toml").read_text())["mutant"]
+    lost = [m for m in mutants if (root / m["file"]).read_text().count(m["old"]) != 1 or m["old"] == m["new"]]
+    if lost:
+        sys.exit("\n".join(f"not found exactly once in {m['file']}: {m['name']}" for m in lost))
+    return mutants
+
+
 def main():
+    if sys.argv[1] == "--check":
+        print(f"{len(read_mutants(pathlib.Path(sys.argv[2]).resolve()))} wrong variants find their places")
+        return 0
     root = pathlib.Path(sys.argv[1]).resolve()
     source = pathlib.Path(sys.argv[2]).resolve() / "source"
     wanted = sys.argv[3] if len(sys.argv) > 3 else ""
-    mutants = [m for m in tomllib.loads((root / "tests/mutants/mutants.toml").read_text())["mutant"] if wanted in m["name"]]
+    mutants = [m for m in read_mutants(root) if wanted in m["name"]]
     copy_sources(root, source)
     survivors = 0
     for lane in sorted({m.get("lane", "dev") for m in mutants}):
@@ -69,8 +82,6 @@ def main():
     for number, mutant in enumerate(mutants, 1):
         path = source / mutant["file"]
         original = path.read_text()
-        if original.count(mutant["old"]) != 1:
-            sys.exit(f"not found exactly once in {mutant['file']}: {mutant['name']}")
         path.write_text(original.replace(mutant["old"], mutant["new"]))
         noticed = noticing_program(source, mutant.get("lane", "dev"))
         path.write_text(original)

@@ -6,6 +6,8 @@
 #include "signalprocessing/io/file/CentringOffset.h"
 #include "signalprocessing/io/file/Checksum.h"
 #include "signalprocessing/io/file/Deflate.h"
+#include "signalprocessing/io/file/MemorySize.h"
+#include "signalprocessing/io/file/PaddedBytes.h"
 #include "signalprocessing/io/file/SampleKernels.h"
 #include "signalprocessing/io/file/SampleTypes.h"
 #include "signalprocessing/io/file/Synchronizer.h"
@@ -105,17 +107,9 @@ void requireValidHeader(timesignal_bin_t const& record)
     throw ExceptionFactory(kSourceUnit, __LINE__).createException<TimeSignalException>("Checksum error in header!");
 }
 
-/// A size that the address space may not have.
-std::size_t memorySize(unsigned long long byteCount)
-{
-  if (byteCount > static_cast<unsigned long long>(std::numeric_limits<std::ptrdiff_t>::max()))
-    throw std::bad_alloc();
-  return static_cast<std::size_t>(byteCount);
-}
-
 std::unique_ptr<unsigned char[]> makeArray(unsigned long long byteCount)
 {
-  return std::make_unique_for_overwrite<unsigned char[]>(memorySize(byteCount));
+  return std::make_unique_for_overwrite<unsigned char[]>(MemorySize(byteCount));
 }
 
 bool isZero(std::span<unsigned char const> bytes)
@@ -223,7 +217,7 @@ InternalTimeSignal::InternalTimeSignal(timesignal_bin_t const& record, std::stri
   : record_{}, unitString_(unitString), jobDataUuid_(jobDataUuid)
 {
   requireValidHeader(record);
-  std::size_t const byteCount = memorySize(record.DataArrayByteCount);
+  std::size_t const byteCount = MemorySize(record.DataArrayByteCount);
   std::unique_ptr<unsigned char[]> samples;
   unsigned short checksum = 0;
   if (byteCount != 0)
@@ -299,13 +293,13 @@ void InternalTimeSignal::Init(signal32_t signalType, unsigned char const* measur
   {
     copy = makeArray(byteCount);
     if (samples != nullptr)
-      record.DataChecksum = Checksum::Copy(copy.get(), samples, memorySize(byteCount));
+      record.DataChecksum = Checksum::Copy(copy.get(), samples, MemorySize(byteCount));
     else
-      std::fill_n(copy.get(), memorySize(byteCount), static_cast<unsigned char>(0));
+      std::fill_n(copy.get(), MemorySize(byteCount), static_cast<unsigned char>(0));
   }
   record.HeaderChecksum = headerChecksum(record);
 
-  installSamples(std::move(copy), memorySize(byteCount));
+  installSamples(std::move(copy), MemorySize(byteCount));
   record.Samples = record_.Samples;
   record_ = record;
 }
@@ -448,7 +442,7 @@ void InternalTimeSignal::takeRecord(std::unique_ptr<timesignal_bin_t> record)
   std::unique_ptr<unsigned char[]> samples(std::exchange(record->Samples, nullptr));
   installSamples(nullptr, 0);
   record_ = *record;
-  installSamples(std::move(samples), memorySize(record_.DataArrayByteCount));
+  installSamples(std::move(samples), MemorySize(record_.DataArrayByteCount));
 }
 
 void InternalTimeSignal::updateChecksums()
@@ -470,7 +464,7 @@ std::span<unsigned char const> InternalTimeSignal::samplesToCompress(std::vector
   unsigned long long const needed = std::min(record_.DataArrayByteCount, record_.SampleCount * size);
   if (needed <= stored.size())
     return stored;
-  padded.resize(memorySize(needed));
+  padded.resize(MemorySize(needed));
   std::ranges::copy(stored, padded.begin());
   return padded;
 }
@@ -537,7 +531,7 @@ void InternalTimeSignal::Convert(sample_datatype32_t target)
                                        { checksum = convertElements<T>(target, converted.get()); });
   if (!isKnown)
     throw UnknownDataType(record_.SampleType);
-  installSamples(std::move(converted), memorySize(byteCount));
+  installSamples(std::move(converted), MemorySize(byteCount));
   record_.DataArrayByteCount = byteCount;
   record_.SampleType = target;
   record_.DataChecksum = checksum;
@@ -563,7 +557,7 @@ unsigned short InternalTimeSignal::convertElements(sample_datatype32_t target, v
     checksum = Checksum::WhileHot(converted, samples.size(),
                                   [&](std::size_t first, std::size_t count)
                                   { TypeConverter::Convert(count, samples.data() + first, converted + first); });
-    std::fill_n(converted + samples.size(), memorySize(record_.SampleCount - samples.size()), U(0));
+    std::fill_n(converted + samples.size(), MemorySize(record_.SampleCount - samples.size()), U(0));
   };
   if (!VisitSampleType(target, convert))
     throw UnknownDataType(target, kConversionSourceUnit);
@@ -697,7 +691,7 @@ unsigned short InternalTimeSignal::CalcChecksum(void const* data, unsigned long 
   if (data == nullptr && length != 0)
     throw ExceptionFactory(kSourceUnit, __LINE__)
         .createException<TimeSignalException>("Can't calculate checksum over NULL!");
-  return Checksum::Compute(data, memorySize(length));
+  return Checksum::Compute(data, MemorySize(length));
 }
 
 unsigned char InternalTimeSignal::GetDataTypeSize(sample_datatype32_t type)
@@ -736,22 +730,10 @@ timesignal_bin_t* InternalTimeSignal::VectorToTimeSignalBin(std::vector<unsigned
 
 std::vector<unsigned char>* InternalTimeSignal::TimeSignalBinToVector(timesignal_bin_t const& record)
 {
-  if (record.Samples == nullptr)
-    return flatForm(record, {}).release();
-  return flatForm(record, {record.Samples, memorySize(record.DataArrayByteCount)}).release();
-}
-
-std::unique_ptr<std::vector<unsigned char>> InternalTimeSignal::flatForm(timesignal_bin_t const& header,
-                                                                         std::span<unsigned char const> stored)
-{
-  std::size_t const size = memorySize(memorySize(header.DataArrayByteCount) + 0ULL + kTimeSignalHeaderSize);
-  auto bytes = std::make_unique<std::vector<unsigned char>>();
-  bytes->reserve(size);
-  auto const* const start = reinterpret_cast<unsigned char const*>(&header);
-  bytes->insert(bytes->end(), start, start + kTimeSignalHeaderSize);
-  bytes->insert(bytes->end(), stored.begin(), stored.end());
-  bytes->resize(size);
-  return bytes;
+  std::span<unsigned char const> stored;
+  if (record.Samples != nullptr)
+    stored = {record.Samples, MemorySize(record.DataArrayByteCount)};
+  return MakeFlatRecord(&record, kTimeSignalHeaderSize, stored, record.DataArrayByteCount).release();
 }
 
 InternalTimeSignal* InternalTimeSignal::CopyConstructor(InternalTimeSignal* signal)

@@ -264,9 +264,6 @@ private:
   QEN_FILE_IO_HIDDEN void installSamples(std::unique_ptr<unsigned char[]> samples, std::size_t byteCount);
   /// Keeps a caller's array bounded when the header that tells its size is about to be overwritten.
   QEN_FILE_IO_HIDDEN void rememberSampleSize();
-  /// A header and its samples in one block, continued by zeros up to the size that the header says.
-  QEN_FILE_IO_HIDDEN static std::unique_ptr<std::vector<unsigned char>> flatForm(timesignal_bin_t const& header,
-                                                                                 std::span<unsigned char const> stored);
   /// Takes over a whole record with its sample array.
   QEN_FILE_IO_HIDDEN void takeRecord(std::unique_ptr<timesignal_bin_t> record);
   QEN_FILE_IO_HIDDEN void updateChecksums();

@@ -1,5 +1,7 @@
 #include "signalprocessing/io/file/PaddedBytes.h"
 
+#include "signalprocessing/io/file/MemorySize.h"
+
 #include <algorithm>
 #include <array>
 
@@ -22,4 +24,19 @@ void WritePadded(std::ostream& stream, std::span<unsigned char const> stored, st
   std::size_t const present = std::min(byteCount, stored.size());
   stream.write(reinterpret_cast<char const*>(stored.data()), static_cast<std::streamsize>(present));
   writeZeros(stream, byteCount - present);
+}
+
+std::unique_ptr<std::vector<unsigned char>> MakeFlatRecord(void const* header, std::size_t headerSize,
+                                                           std::span<unsigned char const> stored,
+                                                           unsigned long long byteCount)
+{
+  // The inner call keeps the sum from wrapping.
+  std::size_t const size = MemorySize(static_cast<unsigned long long>(MemorySize(byteCount)) + headerSize);
+  auto bytes = std::make_unique<std::vector<unsigned char>>();
+  bytes->reserve(size);
+  auto const* const start = static_cast<unsigned char const*>(header);
+  bytes->insert(bytes->end(), start, start + headerSize);
+  bytes->insert(bytes->end(), stored.begin(), stored.end());
+  bytes->resize(size);
+  return bytes;
 }

@@ -3,6 +3,7 @@
 #include "platform/database/MeasurementDataDO.h"
 #include "signalprocessing/io/file/DetailsWriter.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
+#include "signalprocessing/io/file/PaddedBytes.h"
 #include "signalprocessing/io/file/TimeSignalErrors.h"
 #include "signalprocessing/io/file/UuidBytes.h"
 
@@ -54,7 +55,8 @@ MeasurementDataDO* InternalTimeSignal::GetMeasurementDataDO() const
   stored->setMeasurementTimeStamp(record_.TimeStamp);
   stored->setMeasurementConfig(EntryOf(UuidFromBytes(record_.MeasurementConfigUuid)));
   stored->setMeasurementDataDetails(DocumentText([this](std::stringstream& stream) { CreateXmlDetails(stream); }));
-  stored->setBinaryData(*flatForm(record_, GetStoredSamples()));
+  stored->setBinaryData(
+      *MakeFlatRecord(&record_, kTimeSignalHeaderSize, GetStoredSamples(), record_.DataArrayByteCount));
   stored->setJobData(EntryOf(jobDataUuid_));
   stored->setSavedByAlarmStatusChange(false);
   return stored.release();

@@ -6,6 +6,7 @@
 #include "signalprocessing/io/file/Checksum.h"
 #include "signalprocessing/io/file/Deflate.h"
 #include "signalprocessing/io/file/DetailsWriter.h"
+#include "signalprocessing/io/file/PaddedBytes.h"
 #include "signalprocessing/io/file/RecordNames.h"
 #include "signalprocessing/io/file/TrendEntries.h"
 #include "signalprocessing/io/file/UuidBytes.h"
@@ -17,6 +18,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <span>
 #include <sstream>
 #include <tuple>
 
@@ -236,19 +238,10 @@ trend_header_t* Trend::VectorToTrend(std::vector<unsigned char> const& data)
 
 std::vector<unsigned char>* Trend::TrendToVector(trend_header_t const& header, void const* data)
 {
-  auto bytes = std::make_unique<std::vector<unsigned char>>();
-  unsigned long long const size = static_cast<unsigned long long>(header.DataArrayByteCount) + kTrendHeaderSize;
-  if (size > bytes->max_size())
-    throw std::bad_alloc();
-  bytes->reserve(static_cast<std::size_t>(size));
-  auto const* const start = reinterpret_cast<unsigned char const*>(&header);
-  bytes->insert(bytes->end(), start, start + kTrendHeaderSize);
-  auto const* const source = static_cast<unsigned char const*>(data);
-  if (source != nullptr)
-    bytes->insert(bytes->end(), source, source + header.DataArrayByteCount);
-  else
-    bytes->resize(static_cast<std::size_t>(size));
-  return bytes.release();
+  std::span<unsigned char const> stored;
+  if (data != nullptr)
+    stored = {static_cast<unsigned char const*>(data), header.DataArrayByteCount};
+  return MakeFlatRecord(&header, kTrendHeaderSize, stored, header.DataArrayByteCount).release();
 }
 
 unsigned char* Trend::CompressData(int& size) const

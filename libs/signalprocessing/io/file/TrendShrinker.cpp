@@ -624,12 +624,9 @@ unsigned int TrendShrinker::FindLastEntryPos(std::deque<trend_entry_t> const& en
   while (high - low > 1)
   {
     unsigned int const middle = low + (high - low) / 2;
-    if (entries[middle].TimeStamp > t)
-      high = middle;
-    else
-      low = middle;
     if (entries[middle].TimeStamp == t)
-      high = middle + 1;
+      return middle;
+    (entries[middle].TimeStamp < t ? low : high) = middle;
   }
   return low;
 }
