@@ -1,145 +1,165 @@
 // The loops over samples, 16,384 samples in the cache and 10 million in memory, beside the limits of the same bytes.
+// Names are "what/type/count"; table.py sets them in proportion.
 
 #include "Limits.h"
+#include "Material.h"
 #include "signalprocessing/io/file/Checksum.h"
 #include "signalprocessing/io/file/SampleKernels.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
 
 #include <benchmark/benchmark.h>
+#include <cmath>
 #include <cstring>
+#include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace
 {
-constexpr long kCached = 16384;
-constexpr long kBig = 10'000'000;
+constexpr std::size_t kCached = 16384;
+constexpr std::size_t kBig = 10'000'000;
+
+template <class T>
+struct Named
+{
+  using Type = T;
+  char const* name;
+};
+constexpr std::tuple kTypes{Named<signed char>{"int8"},    Named<short>{"int16"},
+                            Named<int>{"int32"},           Named<long long>{"int64"},
+                            Named<float>{"float32"},       Named<double>{"float64"},
+                            Named<unsigned char>{"uint8"}, Named<unsigned short>{"uint16"},
+                            Named<unsigned>{"uint32"},     Named<unsigned long long>{"uint64"}};
+
+/// Calls use(Named<T>) for every sample type.
+template <class Use>
+void forEachType(Use use)
+{
+  std::apply([&](auto... types) { (use(types), ...); }, kTypes);
+}
 
 template <class T>
 std::vector<T> makeSamples(std::size_t count)
 {
-  std::vector<T> samples(count);
-  unsigned state = 1;
-  for (T& sample : samples)
-  {
-    state = state * 1664525U + 1013904223U;
-    sample = static_cast<T>(static_cast<int>(state >> 20) - 2048);
-  }
-  return samples;
+  std::vector<short> const vibration = Material::Vibration(count);
+  return {vibration.begin(), vibration.end()};
 }
 
-std::size_t countOf(benchmark::State const& state) { return static_cast<std::size_t>(state.range(0)); }
+/// Registers `work(samples, output)` on `count` samples of a type.
+template <class Out, class T, class Work>
+void addWithOutput(std::string const& what, Named<T> type, std::size_t count, Work work)
+{
+  auto const run = [count, work](benchmark::State& state)
+  {
+    std::vector<T> samples = makeSamples<T>(count);
+    std::vector<Out> output(count);
+    for (auto _ : state)
+    {
+      work(samples, output.data());
+      benchmark::ClobberMemory();
+    }
+  };
+  benchmark::RegisterBenchmark((what + "/" + type.name + "/" + std::to_string(count)).c_str(), run);
+}
 
-/// Runs `work(samples)` on samples of type T and reports the time of one sample.
+/// Registers `work(samples)`.
 template <class T, class Work>
-void measure(benchmark::State& state, Work work)
+void add(std::string const& what, Named<T> type, std::size_t count, Work work)
 {
-  std::vector<T> samples = makeSamples<T>(countOf(state));
-  for (auto _ : state)
-  {
-    work(samples);
-    benchmark::ClobberMemory();
-  }
-  state.counters["ns_per_sample"] = benchmark::Counter(
-      static_cast<double>(samples.size()), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  addWithOutput<char>(what, type, count, [work](std::vector<T>& samples, char* /*output*/) { work(samples); });
 }
 
 template <class T>
-void readLimit(benchmark::State& state)
+void addLimits(Named<T> type, std::size_t count)
 {
-  measure<T>(state,
-             [](auto& samples) { benchmark::DoNotOptimize(Limits::Read(samples.data(), samples.size() * sizeof(T))); });
+  add("read", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(Limits::Read(samples.data(), samples.size() * sizeof(T))); });
+  addWithOutput<T>("copy", type, count,
+                   [](auto& samples, T* out) { std::memcpy(out, samples.data(), samples.size() * sizeof(T)); });
 }
 
 template <class T>
-void copyLimit(benchmark::State& state)
+void addReading(Named<T> type, std::size_t count)
 {
-  std::vector<T> target(countOf(state));
-  measure<T>(state, [&](auto& samples) { std::memcpy(target.data(), samples.data(), samples.size() * sizeof(T)); });
-}
-
-void naiveChecksum(benchmark::State& state)
-{
-  measure<unsigned short>(state, [](auto& samples)
-                          { benchmark::DoNotOptimize(Limits::NaiveChecksum(samples.data(), samples.size())); });
-}
-
-template <class T>
-void checksum(benchmark::State& state)
-{
-  measure<T>(state, [](auto& samples)
-             { benchmark::DoNotOptimize(Checksum::Compute(samples.data(), samples.size() * sizeof(T))); });
+  add("checksum", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(Checksum::Compute(samples.data(), samples.size() * sizeof(T))); });
+  add("peak", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(SampleKernels::Peak(std::span<T const>(samples))); });
+  addWithOutput<double>("physical values", type, count,
+                        [](auto& samples, double* out)
+                        { SampleKernels::PhysicalValues(std::span<T const>(samples), 1.5, 0.25, out); });
 }
 
 template <class In, class Out>
-void convert(benchmark::State& state)
+void addConversion(Named<In> from, Named<Out> to, std::size_t count)
 {
-  std::vector<Out> target(countOf(state));
-  measure<In>(state, [&](auto& samples) { TypeConverter::Convert(samples.size(), samples.data(), target.data()); });
+  if constexpr (!TypeConverter::kNarrows<In, Out> && !std::is_same_v<In, Out>)
+    addWithOutput<Out>(std::string("to ") + to.name, from, count,
+                       [](auto& samples, Out* out) { TypeConverter::Convert(samples.size(), samples.data(), out); });
 }
 
-template <class T>
-void physicalValues(benchmark::State& state)
-{
-  std::vector<double> target(countOf(state));
-  measure<T>(state, [&](auto& samples)
-             { SampleKernels::PhysicalValues(std::span<T const>(samples), 1.5, 0.25, target.data()); });
-}
-
-template <class T>
-void peak(benchmark::State& state)
-{
-  measure<T>(state, [](auto& samples) { benchmark::DoNotOptimize(SampleKernels::Peak(std::span<T const>(samples))); });
-}
-
+/// Finding and subtracting an integer offset: two passes, the second one writes.
 template <class T, class Acc>
-void summarise(benchmark::State& state)
+void addIntegerOffset(Named<T> type, std::size_t count)
 {
-  measure<T>(state,
-             [](auto& samples)
-             {
-               auto summary = SampleKernels::Summarise<T, Acc>(samples);
-               benchmark::DoNotOptimize(summary);
-             });
+  add("offset", type, count,
+      [](auto& samples)
+      {
+        auto const summary = SampleKernels::Summarise<T, Acc>(samples);
+        benchmark::DoNotOptimize(summary.Sum);
+        SampleKernels::Subtract(std::span<T>(samples), static_cast<T>(summary.Smallest & 1));
+      });
+  add("read and write", type, count,
+      [](auto& samples)
+      {
+        benchmark::DoNotOptimize(Limits::Read(samples.data(), samples.size() * sizeof(T)));
+        Limits::ReadAndWrite(samples.data(), samples.size() * sizeof(T));
+      });
 }
 
 template <class T>
-void subtract(benchmark::State& state)
+void addOrderedSum(Named<T> type, std::size_t count)
 {
-  measure<T>(state, [](auto& samples) { SampleKernels::Subtract(std::span<T>(samples), T(0)); });
+  add("ordered sum", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(SampleKernels::SumInOrder(std::span<T const>(samples))); });
+  add("chain of additions", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(Limits::ChainOfAdditions(samples.size())); });
 }
 
-template <class T>
-void sumInOrder(benchmark::State& state)
+void addNaive(std::size_t count)
 {
-  measure<T>(state,
-             [](auto& samples) { benchmark::DoNotOptimize(SampleKernels::SumInOrder(std::span<T const>(samples))); });
+  Named<short> const type{"int16"};
+  add("naive checksum", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(Limits::NaiveChecksum(samples.data(), samples.size())); });
+  addWithOutput<double>("naive readout", type, count,
+                        [](auto& samples, double* out)
+                        { Limits::NaiveReadout(samples.data(), samples.size(), 1.5, 0.25, out); });
+  add("naive peak", type, count,
+      [](auto& samples) { benchmark::DoNotOptimize(Limits::NaivePeak(samples.data(), samples.size())); });
 }
+
+[[maybe_unused]] bool const registered = []
+{
+  for (std::size_t const count : {kCached, kBig})
+  {
+    addNaive(count);
+    addIntegerOffset<signed char, int>({"int8"}, count);
+    addIntegerOffset<short, int>({"int16"}, count);
+    addIntegerOffset<int, long long>({"int32"}, count);
+    addOrderedSum<float>({"float32"}, count);
+    addOrderedSum<double>({"float64"}, count);
+  }
+  forEachType([](auto type) { addLimits(type, kBig); });
+  addReading<short>({"int16"}, kBig);
+  addConversion<short, double>({"int16"}, {"float64"}, kBig);
+  forEachType(
+      [](auto type)
+      {
+        addLimits(type, kCached);
+        addReading(type, kCached);
+        forEachType([type](auto to) { addConversion(type, to, kCached); });
+      });
+  return true;
+}();
 } // namespace
-
-#define QEN_BENCH(...) BENCHMARK(__VA_ARGS__)->Arg(kCached)->Arg(kBig)
-QEN_BENCH(readLimit<short>);
-QEN_BENCH(readLimit<int>);
-QEN_BENCH(readLimit<float>);
-QEN_BENCH(copyLimit<short>);
-QEN_BENCH(copyLimit<double>);
-QEN_BENCH(naiveChecksum);
-QEN_BENCH(checksum<short>);
-QEN_BENCH(convert<short, double>);
-QEN_BENCH(convert<short, float>);
-QEN_BENCH(convert<short, int>);
-QEN_BENCH(convert<float, double>);
-QEN_BENCH(convert<long long, double>);
-QEN_BENCH(physicalValues<short>);
-QEN_BENCH(physicalValues<float>);
-QEN_BENCH(peak<signed char>);
-QEN_BENCH(peak<short>);
-QEN_BENCH(peak<int>);
-QEN_BENCH(peak<long long>);
-QEN_BENCH(peak<float>);
-QEN_BENCH(peak<double>);
-QEN_BENCH(summarise<signed char, int>);
-QEN_BENCH(summarise<short, int>);
-QEN_BENCH(summarise<int, long long>);
-QEN_BENCH(subtract<short>);
-QEN_BENCH(subtract<int>);
-QEN_BENCH(sumInOrder<float>);

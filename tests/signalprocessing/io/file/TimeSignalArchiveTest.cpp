@@ -546,6 +546,31 @@ TEST(TimeSignalArchiveFailure, ArchiveThatTakesNoMoreIsNoticedAtTheNextNumberOrT
   EXPECT_EQ(DifferenceBetween(ContentsOf(*signal), contents), "");
 }
 
+TEST(TimeSignalArchive, SamplesThatArriveOneByOneAreReadWholeOrUpToTheCut)
+{
+  for (std::size_t const count : {1U, 65535U, 65536U, 65537U, 131073U, 300001U})
+  {
+    SignalContents const contents = DescribedSignal(data_int8_t, no_compression, count);
+    std::string const bytes = ArchiveForm(contents);
+    InternalTimeSignal signal;
+    ByteSourceBuffer source(bytes);
+    Archive archive;
+    archive.rdbuf(&source);
+    archive >> signal;
+    EXPECT_TRUE(archive.good()) << count;
+    EXPECT_EQ(source.Taken(), bytes.size());
+    EXPECT_EQ(DifferenceBetween(ContentsOf(signal), ThroughArchive(contents)), "") << count;
+
+    constexpr std::size_t kTagSize = 5;
+    ByteSourceBuffer cut(bytes.substr(0, kHeaderBytes + kTagSize + count - 1));
+    Archive cutArchive;
+    cutArchive.rdbuf(&cut);
+    EXPECT_THROW(cutArchive >> signal, SerializationException) << count;
+    EXPECT_TRUE(cutArchive.fail());
+    EXPECT_EQ(cut.Taken(), kHeaderBytes + kTagSize + count - 1);
+  }
+}
+
 TEST(TimeSignalArchiveFailure, ArchiveThatThrowsByItselfThrowsItsOwnException)
 {
   std::string const bytes = ArchiveForm(DescribedSignal(data_int16_t, no_compression, 3));
