@@ -3,6 +3,7 @@
 #include "platform/VelmoraException.h"
 #include "signalprocessing/io/file/InternalTimeSignal.h"
 #include "signalprocessing/io/file/TimeSignal.h"
+#include "support/CancelledThread.h"
 #include "support/DecimalPoint.h"
 #include "support/LogCapture.h"
 #include "support/SampleSignals.h"
@@ -297,6 +298,25 @@ TEST(MessageLogger, SinkThatThrowsCostsTheRecordOnly)
 {
   for (bool standardException : {true, false})
     EXPECT_EXIT(EndAfterBrokenSink(standardException, [] { LogText("lost"); }), testing::ExitedWithCode(0), "");
+}
+
+TEST(MessageLogger, ThreadThatIsCancelledInASinkEndsThere)
+{
+  {
+    CancellingAppender sink;
+    LogRoute const route(kCategory, Priority::WARN, sink);
+    bool wentOn = false;
+    EXPECT_TRUE(EndsCancelled(
+        [&]
+        {
+          LogText("lost");
+          wentOn = true;
+        }));
+    EXPECT_FALSE(wentOn);
+  }
+  LogCapture const capture(kCategory);
+  LogText("no lock is left");
+  ExpectOneRecord(capture, kCategory, Priority::WARN, "no lock is left");
 }
 
 TEST(MessageLogger, TextThatCannotBeFormattedDoesNotThrow)

@@ -1,6 +1,7 @@
 #include "signalprocessing/io/file/TrendShrinker.h"
 
 #include "platform/Compression.h"
+#include "support/CancelledThread.h"
 #include "support/Expectations.h"
 #include "support/PlatformErrors.h"
 #include "support/ShrinkRun.h"
@@ -1024,6 +1025,21 @@ TEST(TrendRun, DamagedStreamEndsTheRunWithTheCodecsError)
   EXPECT_EQ(records[0].priority, 300);
   EXPECT_FALSE(records[0].text.empty());
   EXPECT_TRUE(Refuses<CompressionException>([&] { MakeShrinker({}).ShrinkTrendsOrThrow(kNow, stored, {}); }));
+}
+
+TEST(TrendRun, ThreadThatIsCancelledWhileItLogsEndsThere)
+{
+  CancellingAppender sink;
+  LogRoute const route(kTrendShrinkerCategory, log4cpp::Priority::INFO, sink);
+  std::vector<TrendDataDO> const stored = StoredTrends({TrendAt(Minutes({1}))});
+  bool wentOn = false;
+  EXPECT_TRUE(EndsCancelled(
+      [&]
+      {
+        MakeShrinker({}).ShrinkTrends(kNow, stored, {});
+        wentOn = true;
+      }));
+  EXPECT_FALSE(wentOn);
 }
 
 TEST(TrendRun, ThrowingTwinGivesTheSame)
