@@ -24,6 +24,7 @@ protected:
   std::streamsize xsputn(char const* source, std::streamsize count) override
   {
     std::size_t const position = readPosition();
+    makeRoom(static_cast<std::size_t>(count));
     bytes_.append(source, static_cast<std::size_t>(count));
     layGetArea(position);
     return count;
@@ -76,6 +77,14 @@ protected:
   }
 
 private:
+  /// Little follows a big block, and the string would double for it.
+  void makeRoom(std::size_t blockSize)
+  {
+    constexpr std::size_t kBigBlock = 65536;
+    if (blockSize >= kBigBlock && blockSize > bytes_.capacity() - bytes_.size())
+      bytes_.reserve(bytes_.size() + blockSize + kBigBlock);
+  }
+
   std::size_t readPosition() const { return static_cast<std::size_t>(gptr() - eback()); }
   void layGetArea(std::size_t position)
   {
