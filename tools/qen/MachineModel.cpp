@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace
 {
@@ -135,11 +136,9 @@ private:
 
 short ToCounts(double value)
 {
-  // Rounding by truncation of a positive number needs no mathematical library.
-  constexpr double kHalfRange = 32768;
+  using Counts = std::numeric_limits<short>;
   double const counts = value / MachineModel::kUnitPerCount;
-  int const rounded = static_cast<int>(std::clamp(counts, -kHalfRange, kHalfRange - 1) + kHalfRange + 0.5);
-  return static_cast<short>(rounded - 32768);
+  return static_cast<short>(std::lround(std::clamp<double>(counts, Counts::min(), Counts::max())));
 }
 } // namespace
 
