@@ -35,11 +35,11 @@ constexpr char kDetails[] =
 class AnnotateCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    annotation_.AddOptions(app);
-    app.add_flag("--json", json_, "print what the documents hold now as JSON Lines (qen.annotate/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    annotation_.AddOptions(options);
+    options.AddJson(json_, "print what the documents hold now as JSON Lines (qen.annotate/1)");
   }
 
   ExitCode Run(Report& report) override

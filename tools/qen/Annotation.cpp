@@ -2,14 +2,14 @@
 
 #include "DetailsText.h"
 #include "ExitCode.h"
-#include "Options.h"
+#include "OptionSet.h"
+#include "OptionValue.h"
 #include "SignalFile.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
@@ -31,7 +31,7 @@ struct Quantity
 
 float ReadSpeed(std::string const& text)
 {
-  double const speed = Options::FiniteNumber(text);
+  double const speed = OptionValue::ReadNumber(text);
   if (std::abs(speed) > static_cast<double>(std::numeric_limits<float>::max()))
     throw std::invalid_argument("the speed " + text + " is too large");
   return static_cast<float>(speed);
@@ -51,7 +51,7 @@ bool TakeField(std::string_view text, bool hasSpeed, Quantity& quantity)
     quantity.unit = value;
   }
   else if (name == "unit-uuid")
-    quantity.unitUuid = Options::ReadUuid(value);
+    quantity.unitUuid = OptionValue::ReadUuid(value);
   else if (name == "speed" && hasSpeed)
     quantity.speed = ReadSpeed(value);
   else
@@ -74,11 +74,11 @@ Quantity ReadQuantity(std::string const& text, bool hasSpeed)
   if (firstComma == std::string::npos)
     throw std::invalid_argument("\"" + text + "\" has no number behind its UUID: UUID,NUMBER");
   Quantity quantity;
-  quantity.uuid = Options::ReadUuid(text.substr(0, firstComma));
+  quantity.uuid = OptionValue::ReadUuid(text.substr(0, firstComma));
   if (quantity.uuid.IsNull())
     throw std::invalid_argument("the null UUID names nothing");
   std::size_t position = EndOfField(text, firstComma + 1);
-  quantity.number = Options::FiniteNumber(text.substr(firstComma + 1, position - firstComma - 1));
+  quantity.number = OptionValue::ReadNumber(text.substr(firstComma + 1, position - firstComma - 1));
   while (position < text.size())
   {
     std::size_t const end = EndOfField(text, position + 1);
@@ -89,24 +89,6 @@ Quantity ReadQuantity(std::string const& text, bool hasSpeed)
     position = end;
   }
   return quantity;
-}
-
-/// Adds an option that may be repeated; each time it takes one value, which `take` reads.
-void AddRepeated(CLI::App& app, std::string const& name, char const* typeName, std::string const& help,
-                 std::function<void(std::string const&)> const& take)
-{
-  auto const read = [take, name](std::vector<std::string> const& texts)
-  {
-    try
-    {
-      std::for_each(texts.begin(), texts.end(), take);
-    }
-    catch (std::exception const& error)
-    {
-      throw CLI::ValidationError(name, error.what());
-    }
-  };
-  app.add_option_function<std::vector<std::string>>(name, read, help)->type_name(typeName)->allow_extra_args(false);
 }
 
 /// Puts an entry in the place of the first with its UUID, of which no other stays, or behind all others.
@@ -122,37 +104,38 @@ void Place(std::vector<T>& entries, T const& entry, Uuid T::*uuid)
 }
 } // namespace
 
-void Annotation::AddOptions(CLI::App& app)
+void Annotation::AddOptions(OptionSet& options)
 {
-  Options::AddText(app, "--unit", unit_, "unit of the physical values, such as m/s2");
-  Options::AddUuid(app, "--unit-uuid", unitUuid_, "UUID of that unit; it stands in the header, whose checksum follows");
-  AddRepeated(app, "--trigger", "SPEC", "what started the measurement, and the value that did: UUID,VALUE[,unit=...]",
-              [this](std::string const& text)
-              {
-                Quantity const read = ReadQuantity(text, false);
-                trigger_ = {read.uuid, read.number, read.unitUuid, read.unit};
-              });
-  AddRepeated(app, "--validator", "SPEC", "a condition and its average during the measurement; may be repeated",
-              [this](std::string const& text)
-              {
-                Quantity const read = ReadQuantity(text, false);
-                validators_.push_back({read.uuid, read.number, read.unitUuid, read.unit});
-              });
-  AddRepeated(app, "--value", "SPEC", "a characteristic value of the signal, also with ,speed=...; may be repeated",
-              [this](std::string const& text)
-              {
-                Quantity const read = ReadQuantity(text, true);
-                values_.push_back({read.uuid, read.number, read.unitUuid, read.unit, read.speed});
-              });
-  AddRepeated(app, "--clear", "WHAT", "unit, unit-uuid, trigger, validators, values or all; may be repeated",
-              [this](std::string const& text)
-              {
-                constexpr std::array kNames = {kUnit, kUnitUuid, kTrigger, kValidators, kValues, kAll};
-                if (std::none_of(kNames.begin(), kNames.end(), [&](char const* name) { return text == name; }))
-                  throw std::invalid_argument("\"" + text +
-                                              "\" is none of unit, unit-uuid, trigger, validators, values, all");
-                cleared_.push_back(text);
-              });
+  options.AddDetailsText("--unit", unit_, "unit of the physical values, such as m/s2");
+  options.AddUuid("--unit-uuid", unitUuid_, "UUID of that unit; it stands in the header, whose checksum follows");
+  options.AddRepeated("--trigger", "SPEC",
+                      "what started the measurement, and the value that did: UUID,VALUE[,unit=...]",
+                      [this](std::string const& text)
+                      {
+                        Quantity const read = ReadQuantity(text, false);
+                        trigger_ = {read.uuid, read.number, read.unitUuid, read.unit};
+                      });
+  options.AddRepeated("--validator", "SPEC", "a condition and its average during the measurement; may be repeated",
+                      [this](std::string const& text)
+                      {
+                        Quantity const read = ReadQuantity(text, false);
+                        validators_.push_back({read.uuid, read.number, read.unitUuid, read.unit});
+                      });
+  options.AddRepeated("--value", "SPEC", "a characteristic value of the signal, also with ,speed=...; may be repeated",
+                      [this](std::string const& text)
+                      {
+                        Quantity const read = ReadQuantity(text, true);
+                        values_.push_back({read.uuid, read.number, read.unitUuid, read.unit, read.speed});
+                      });
+  options.AddRepeated("--clear", "WHAT", "unit, unit-uuid, trigger, validators, values or all; may be repeated",
+                      [this](std::string const& text)
+                      {
+                        constexpr std::array kNames = {kUnit, kUnitUuid, kTrigger, kValidators, kValues, kAll};
+                        if (std::none_of(kNames.begin(), kNames.end(), [&](char const* name) { return text == name; }))
+                          throw std::invalid_argument(
+                              "\"" + text + "\" is none of unit, unit-uuid, trigger, validators, values, all");
+                        cleared_.push_back(text);
+                      });
 }
 
 void Annotation::RequireSomething() const

@@ -2,18 +2,18 @@
 
 #include "Details.h"
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+class OptionSet;
 
 /// What the user wants to change in the details of signals.
 class Annotation
 {
 public:
   /// Adds the options that name unit, trigger, validators and characteristic values, and what is to be cleared.
-  void AddOptions(CLI::App& app);
+  void AddOptions(OptionSet& options);
 
   /// Throws when nothing is to be changed.
   void RequireSomething() const;

@@ -1,11 +1,10 @@
 #include "ArchiveReader.h"
 #include "ArchiveWriter.h"
-#include "Command.h"
+#include "CommandGroup.h"
 #include "DetailsDocument.h"
 #include "InputFiles.h"
 #include "Json.h"
 #include "Names.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "SignalFile.h"
 #include "SignalJson.h"
@@ -60,28 +59,16 @@ constexpr char kExtractDetails[] =
     "  qen archive extract week.qta -o back\n"
     "  gunzip < week.qta.gz | qen archive extract - -o back";
 
-/// One of the things that can be done with archives.
-class Action
+class CreateAction : public Command
 {
 public:
-  Action() = default;
-  Action(Action const&) = delete;
-  Action& operator=(Action const&) = delete;
-  virtual ~Action() = default;
-  virtual void Define(CLI::App& app) = 0;
-  virtual ExitCode Run(Report& report) = 0;
-};
-
-class CreateAction : public Action
-{
-public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("ARCHIVE", archive_, "the archive file to make; - is standard output")->type_name("")->required();
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    Options::AddUuid(app, "--job", job_, "job-data entry of the signals [the measurement of each]");
-    app.add_flag("--force", force_, "replace an archive that exists");
-    app.add_flag("--json", json_, "print what was taken as JSON Lines (qen.archive-create/1)");
+    options.AddArgument("ARCHIVE", archive_, "the archive file to make; - is standard output").Required();
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddUuid("--job", job_, "job-data entry of the signals [the measurement of each]");
+    options.AddFlag("--force", force_, "replace an archive that exists");
+    options.AddJson(json_, "print what was taken as JSON Lines (qen.archive-create/1)");
   }
 
   ExitCode Run(Report& report) override
@@ -132,12 +119,12 @@ private:
 };
 
 /// Reads archives from their start and hands on signal after signal.
-class ReadingAction : public Action
+class ReadingAction : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("ARCHIVE", archives_, "archive files; - is standard input")->type_name("")->required();
+    options.AddArguments("ARCHIVE", archives_, "archive files; - is standard input").Required();
   }
 
   ExitCode Run(Report& report) override
@@ -187,10 +174,10 @@ private:
 class ListAction : public ReadingAction
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    ReadingAction::Define(app);
-    app.add_flag("--json", json_, "print JSON Lines (qen.archive-list/1)");
+    ReadingAction::Define(options);
+    options.AddJson(json_, "print JSON Lines (qen.archive-list/1)");
   }
 
 protected:
@@ -243,14 +230,13 @@ private:
 class ExtractAction : public ReadingAction
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    ReadingAction::Define(app);
-    app.add_option("-o,-d,--directory", directory_, "write into this folder, which is made when it is missing [.]")
-        ->type_name("DIR")
-        ->take_last();
-    app.add_flag("--force", force_, "replace files that exist");
-    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.archive-extract/1)");
+    ReadingAction::Define(options);
+    options.AddText("-o,-d,--directory", "DIR", directory_,
+                    "write into this folder, which is made when it is missing [.]");
+    options.AddFlag("--force", force_, "replace files that exist");
+    options.AddJson(json_, "print what was made as JSON Lines (qen.archive-extract/1)");
   }
 
 protected:
@@ -309,36 +295,16 @@ private:
   bool json_ = false;
 };
 
-class ArchiveCommand : public Command
-{
-public:
-  void Define(CLI::App& app) override
-  {
-    app.require_subcommand(1);
-    Add(app, create_, "create", "put time signal files into a new archive", kCreateDetails);
-    Add(app, list_, "list", "show the signals of archives", kListDetails);
-    Add(app, extract_, "extract", "make time signal files of the signals of archives", kExtractDetails);
-  }
+constexpr CommandEntry kCreate = {"create", "put time signal files into a new archive", kCreateDetails,
+                                  &MakeCommand<CreateAction>};
+constexpr CommandEntry kList = {"list", "show the signals of archives", kListDetails, &MakeCommand<ListAction>};
+constexpr CommandEntry kExtract = {"extract", "make time signal files of the signals of archives", kExtractDetails,
+                                   &MakeCommand<ExtractAction>};
+constexpr CommandEntry const* kActions[] = {&kCreate, &kList, &kExtract};
 
-  ExitCode Run(Report& report) override { return chosen_->Run(report); }
-
-private:
-  void Add(CLI::App& app, Action& action, char const* name, char const* summary, char const* details)
-  {
-    CLI::App* const sub = app.add_subcommand(name, summary);
-    sub->group("Commands");
-    sub->footer(details);
-    action.Define(*sub);
-    sub->callback([this, &action] { chosen_ = &action; });
-  }
-
-  CreateAction create_;
-  ListAction list_;
-  ExtractAction extract_;
-  Action* chosen_ = nullptr;
-};
+std::unique_ptr<Command> MakeArchiveCommand() { return std::make_unique<CommandGroup>("Commands", kActions); }
 } // namespace
 
 extern CommandEntry const kArchiveCommand;
 CommandEntry const kArchiveCommand = {"archive", "keep many signals with their details in one file", kDetails,
-                                      &MakeCommand<ArchiveCommand>};
+                                      &MakeArchiveCommand};

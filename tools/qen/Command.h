@@ -1,9 +1,8 @@
 #pragma once
 
 #include "ExitCode.h"
+#include "OptionSet.h"
 #include "Report.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <span>
@@ -17,8 +16,8 @@ public:
   Command& operator=(Command const&) = delete;
   virtual ~Command() = default;
 
-  /// Adds the command's own options, bound to members of the object; -q and -v are there already.
-  virtual void Define(CLI::App& app) = 0;
+  /// Adds the command's own options, bound to members of the object; -q and -v come by themselves.
+  virtual void Define(OptionSet& options) = 0;
   /// Failures of single files are reported and become the exit status; a ToolError that leaves ends the call.
   virtual ExitCode Run(Report& report) = 0;
 };

@@ -2,7 +2,6 @@
 #include "InputFiles.h"
 #include "Json.h"
 #include "Names.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "SameValues.h"
 #include "SignalFile.h"
@@ -31,19 +30,17 @@ constexpr char kDetails[] =
 class ConvertCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    Options::AddSampleType(app, type_, "sample type of the result [as it is]:\n" + Names::List(Names::SampleTypes()));
-    app.add_flag("--remove-offset", removeOffset_, "centre the samples on zero; the physical values stay");
-    Options::AddCompression(app, compression_, "none, zlib or gzip [as it is]");
-    app.add_flag("--check", check_, "prove that the result holds the same values");
-    Options::AddUuid(app, "--job", job_, "job-data entry [the measurement]; files do not carry it");
-    plan_.AddOptions(app);
-    app.add_flag("--in-place", inPlace_, "replace the inputs")
-        ->excludes(app.get_option("--output"))
-        ->excludes(app.get_option("--directory"));
-    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.convert/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddSampleType(type_, "sample type of the result [as it is]");
+    options.AddFlag("--remove-offset", removeOffset_, "centre the samples on zero; the physical values stay");
+    options.AddCompression(compression_, "none, zlib or gzip [as it is]");
+    options.AddFlag("--check", check_, "prove that the result holds the same values");
+    options.AddUuid("--job", job_, "job-data entry [the measurement]; files do not carry it");
+    plan_.AddOptions(options);
+    options.AddFlag("--in-place", inPlace_, "replace the inputs").Excludes("--output").Excludes("--directory");
+    options.AddJson(json_, "print what was made as JSON Lines (qen.convert/1)");
   }
 
   ExitCode Run(Report& report) override

@@ -5,7 +5,6 @@
 #include "Json.h"
 #include "MachineModel.h"
 #include "Names.h"
-#include "Options.h"
 #include "RoundTrip.h"
 #include "SignalFile.h"
 #include "SoundFile.h"
@@ -43,14 +42,14 @@ bool IsFloatingPoint(sample_datatype32_t type) { return type == data_float32_t |
 class DemoCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "WAV and CSV files [a simulated machine]")->type_name("");
-    importer_.AddReadingOptions(app);
-    Options::AddCount(app, "--seed", seed_, "of the simulated machine [1984]");
-    app.add_option("--keep", keep_, "leave the files in this folder")->type_name("DIR")->take_last();
-    app.add_flag("--force", force_, "replace files that exist there");
-    app.add_flag("--json", json_, "print JSON Lines (qen.demo/1, qen.demo-trend/1)");
+    options.AddArguments("FILE", arguments_, "WAV and CSV files [a simulated machine]");
+    importer_.AddReadingOptions(options);
+    options.AddCount("--seed", seed_, "of the simulated machine [1984]");
+    options.AddText("--keep", "DIR", keep_, "leave the files in this folder");
+    options.AddFlag("--force", force_, "replace files that exist there");
+    options.AddJson(json_, "print JSON Lines (qen.demo/1, qen.demo-trend/1)");
   }
 
   ExitCode Run(Report& report) override

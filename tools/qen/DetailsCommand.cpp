@@ -19,10 +19,10 @@ constexpr char kDetails[] =
 class DetailsCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    app.add_flag("--json", json_, "print the documents as texts in JSON Lines (qen.details/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddJson(json_, "print the documents as texts in JSON Lines (qen.details/1)");
   }
 
   ExitCode Run(Report& report) override

@@ -3,7 +3,6 @@
 #include "Exporter.h"
 #include "InputFiles.h"
 #include "Json.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "SignalFile.h"
 #include "Text.h"
@@ -32,24 +31,18 @@ constexpr char kDetails[] =
 class ExportCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    app.add_option("-f,--format", format_, "what to write")
-        ->check(CLI::IsMember({"wav", "csv"}).description(""))
-        ->type_name("wav|csv")
-        ->take_last();
-    auto* const raw = app.add_flag("--raw", raw_, "CSV: samples as they are stored (the default)");
-    app.add_flag("--physical", options_.physical, "CSV: physical values")->excludes(raw);
-    app.add_flag("--time-column", options_.timeColumn, "CSV: a first column with index x spacing");
-    app.add_flag("--no-header", options_.noHeader, "CSV: no line that names the columns");
-    app.add_option("--encoding", encoding_, "WAV: pcm24 for int32 samples that all fit 24 bits")
-        ->check(CLI::IsMember({"pcm24"}).description(""))
-        ->type_name("pcm24")
-        ->take_last();
-    Options::AddCount(app, "--rate", options_.rate, "WAV: the rate to write, in Hz");
-    plan_.AddOptions(app);
-    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.export/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddChoice("-f,--format", {"wav", "csv"}, format_, "what to write");
+    options.AddFlag("--raw", raw_, "CSV: samples as they are stored (the default)");
+    options.AddFlag("--physical", options_.physical, "CSV: physical values").Excludes("--raw");
+    options.AddFlag("--time-column", options_.timeColumn, "CSV: a first column with index x spacing");
+    options.AddFlag("--no-header", options_.noHeader, "CSV: no line that names the columns");
+    options.AddChoice("--encoding", {"pcm24"}, encoding_, "WAV: pcm24 for int32 samples that all fit 24 bits");
+    options.AddCount("--rate", options_.rate, "WAV: the rate to write, in Hz");
+    plan_.AddOptions(options);
+    options.AddJson(json_, "print what was made as JSON Lines (qen.export/1)");
   }
 
   ExitCode Run(Report& report) override

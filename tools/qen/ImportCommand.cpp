@@ -3,7 +3,6 @@
 #include "InputFiles.h"
 #include "Json.h"
 #include "Names.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "SignalFile.h"
 #include "SignalOutput.h"
@@ -38,14 +37,14 @@ constexpr char kDetails[] =
 class ImportCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "WAV and CSV files")->type_name("")->required();
-    importer_.AddReadingOptions(app);
-    importer_.AddHeaderOptions(app);
-    Options::AddCompression(app, compression_, "none, zlib or gzip [none]");
-    plan_.AddOptions(app);
-    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.import/1)");
+    options.AddArguments("FILE", arguments_, "WAV and CSV files").Required();
+    importer_.AddReadingOptions(options);
+    importer_.AddHeaderOptions(options);
+    options.AddCompression(compression_, "none, zlib or gzip [none]");
+    plan_.AddOptions(options);
+    options.AddJson(json_, "print what was made as JSON Lines (qen.import/1)");
   }
 
   ExitCode Run(Report& report) override

@@ -4,42 +4,37 @@
 #include "CsvLine.h"
 #include "DetailsText.h"
 #include "ExitCode.h"
-#include "Options.h"
+#include "OptionSet.h"
 #include "SoundContainer.h"
 #include "SoundFile.h"
 #include "Text.h"
 
 #include <algorithm>
 
-void Importer::AddReadingOptions(CLI::App& app)
+void Importer::AddReadingOptions(OptionSet& options)
 {
-  Options::AddCount(app, "--channel", channel_, "take only this channel of a sound file, from 1");
-  app.add_option("--column", column_, "take this column of a CSV file: its name or its number, from 1")
-      ->type_name("NAME|N")
-      ->take_last();
-  Options::AddSampleType(app, type_,
-                         "sample type of CSV values; one that it cannot hold exactly is refused:\n" +
-                             Names::List(Names::SampleTypes()));
-  app.add_flag("--accept-cut", acceptCut_, "take what is there when a sound file is shorter than its header says");
-  auto* const rate =
-      Options::AddPositive(app, "--rate", rate_, "samples per second of CSV values; sound files have their own");
-  Options::AddPositive(app, "--delta-x", deltaX_, "sample spacing instead of a rate: seconds, or Hz for spectra")
-      ->excludes(rate);
-  app.add_flag("--override-rate", overrideRate_, "use --rate or --delta-x for sound files too");
-  Options::AddFactor(app, "--scale", scale_, "physical value = (sample - offset) x scale [1]");
-  Options::AddNumber(app, "--offset", offset_, "offset of the samples, in counts [0]");
-  Options::AddText(app, "--unit", unitText_,
-                   "unit of the physical values, such as m/s2 [that in the CSV column's name]");
+  options.AddCount("--channel", channel_, "take only this channel of a sound file, from 1");
+  options.AddText("--column", "NAME|N", column_, "take this column of a CSV file: its name or its number, from 1");
+  options.AddSampleType(type_, "sample type of CSV values; one that it cannot hold exactly is refused");
+  options.AddFlag("--accept-cut", acceptCut_, "take what is there when a sound file is shorter than its header says");
+  options.AddPositive("--rate", rate_, "samples per second of CSV values; sound files have their own");
+  options.AddPositive("--delta-x", deltaX_, "sample spacing instead of a rate: seconds, or Hz for spectra")
+      .Excludes("--rate");
+  options.AddFlag("--override-rate", overrideRate_, "use --rate or --delta-x for sound files too");
+  options.AddFactor("--scale", scale_, "physical value = (sample - offset) x scale [1]");
+  options.AddNumber("--offset", offset_, "offset of the samples, in counts [0]");
+  options.AddDetailsText("--unit", unitText_,
+                         "unit of the physical values, such as m/s2 [that in the CSV column's name]");
 }
 
-void Importer::AddHeaderOptions(CLI::App& app)
+void Importer::AddHeaderOptions(OptionSet& options)
 {
-  Options::AddUuid(app, "--unit-uuid", unit_, "UUID of the unit of the physical values [null]");
-  Options::AddUuid(app, "--config", config_, "measurement configuration [null]");
-  Options::AddUuid(app, "--measurement", measurement_, "measurement, for a single result [random]");
-  Options::AddUuid(app, "--job", job_, "job-data entry [the measurement]; files do not carry it");
-  Options::AddTime(app, "--time", time_, "time of the first sample: RFC 3339, or microseconds since 1970 [now]");
-  Options::AddSignalType(app, signalType_, "kind of signal [raw_time_signal]:\n" + Names::List(Names::SignalTypes()));
+  options.AddUuid("--unit-uuid", unit_, "UUID of the unit of the physical values [null]");
+  options.AddUuid("--config", config_, "measurement configuration [null]");
+  options.AddUuid("--measurement", measurement_, "measurement, for a single result [random]");
+  options.AddUuid("--job", job_, "job-data entry [the measurement]; files do not carry it");
+  options.AddTime("--time", time_, "time of the first sample: RFC 3339, or microseconds since 1970 [now]");
+  options.AddSignalType(signalType_, "kind of signal [raw_time_signal]");
 }
 
 Recording Importer::Read(InputFile const& file) const

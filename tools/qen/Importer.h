@@ -6,18 +6,18 @@
 #include "platform/QenTime.h"
 #include "signalprocessing/io/file/TimeSignal.h"
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <string>
+
+class OptionSet;
 
 /// Turns WAV and CSV files into time signals. Holds what the user says about them; what he does not say has a default.
 class Importer
 {
 public:
   /// Adds the options that say how a file and its values are read, and what else the header tells.
-  void AddReadingOptions(CLI::App& app);
-  void AddHeaderOptions(CLI::App& app);
+  void AddReadingOptions(OptionSet& options);
+  void AddHeaderOptions(OptionSet& options);
 
   /// Reads a recording: a sound file when it begins as one, else a CSV file.
   Recording Read(InputFile const& file) const;

@@ -31,11 +31,11 @@ constexpr char kDetails[] =
 class InfoCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    app.add_flag("--samples", samples_, "read the samples too and print figures of the physical values");
-    app.add_flag("--json", json_, "print JSON Lines (qen.info/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddFlag("--samples", samples_, "read the samples too and print figures of the physical values");
+    options.AddJson(json_, "print JSON Lines (qen.info/1)");
   }
 
   ExitCode Run(Report& report) override

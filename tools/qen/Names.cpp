@@ -2,6 +2,7 @@
 
 #include "Text.h"
 
+#include <stdexcept>
 #include <vector>
 
 namespace
@@ -38,12 +39,12 @@ std::string Names::Show(std::span<Entry const> entries, int value)
   return name != nullptr ? name : "unknown (" + std::to_string(value) + ")";
 }
 
-std::optional<int> Names::Parse(std::span<Entry const> entries, std::string_view name)
+int Names::Parse(std::span<Entry const> entries, std::string const& text)
 {
   for (Entry const& entry : entries)
-    if (entry.name == name)
+    if (entry.name == text)
       return entry.value;
-  return std::nullopt;
+  throw std::invalid_argument("\"" + text + "\" is none of " + List(entries));
 }
 
 std::string Names::List(std::span<Entry const> entries)

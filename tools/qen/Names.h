@@ -2,10 +2,8 @@
 
 #include "signalprocessing/io/file/TimeSignalRecord.h"
 
-#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 /// The enumerations of time signals as the tool writes and reads them: int16, zlib, raw_time_signal.
 namespace Names
@@ -26,7 +24,8 @@ std::span<Entry const> SignalTypes();
 char const* Find(std::span<Entry const> entries, int value);
 /// The name, or "unknown (77)".
 std::string Show(std::span<Entry const> entries, int value);
-std::optional<int> Parse(std::span<Entry const> entries, std::string_view name);
+/// The value of a name; throws std::invalid_argument, naming all, for a text that is none.
+int Parse(std::span<Entry const> entries, std::string const& text);
 /// "int8, int16, ..."
 std::string List(std::span<Entry const> entries);
 } // namespace Names

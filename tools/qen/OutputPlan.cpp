@@ -1,19 +1,17 @@
 #include "OutputPlan.h"
 
 #include "ExitCode.h"
+#include "OptionSet.h"
 #include "Text.h"
 
 #include <filesystem>
 
-void OutputPlan::AddOptions(CLI::App& app)
+void OutputPlan::AddOptions(OptionSet& options)
 {
-  auto* const file =
-      app.add_option("-o,--output", file_, "write to this file; - is standard output")->type_name("FILE")->take_last();
-  app.add_option("-d,--directory", directory_, "write into this folder, which is made when it is missing")
-      ->type_name("DIR")
-      ->take_last()
-      ->excludes(file);
-  app.add_flag("--force", force_, "replace files that exist");
+  options.AddText("-o,--output", "FILE", file_, "write to this file; - is standard output");
+  options.AddText("-d,--directory", "DIR", directory_, "write into this folder, which is made when it is missing")
+      .Excludes("--output");
+  options.AddFlag("--force", force_, "replace files that exist");
 }
 
 OutputFile::Existing OutputPlan::Existing() const

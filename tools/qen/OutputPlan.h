@@ -2,17 +2,17 @@
 
 #include "OutputFile.h"
 
-#include <CLI/CLI.hpp>
-
 #include <set>
 #include <string>
+
+class OptionSet;
 
 /// Where the results of one call go: -o names one file, -d a folder, with neither each result lies beside its input.
 class OutputPlan
 {
 public:
   /// Adds -o, -d and --force.
-  void AddOptions(CLI::App& app);
+  void AddOptions(OptionSet& options);
 
   bool HasFile() const { return !file_.empty(); }
   bool HasDirectory() const { return !directory_.empty(); }

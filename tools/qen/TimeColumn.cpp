@@ -2,6 +2,7 @@
 
 #include "DecimalNumber.h"
 #include "Names.h"
+#include "OptionSet.h"
 #include "Text.h"
 #include "TimeText.h"
 
@@ -52,17 +53,10 @@ std::optional<long long> TryIso(std::string const& text)
 }
 } // namespace
 
-void TimeColumn::AddOptions(CLI::App& app)
+void TimeColumn::AddOptions(OptionSet& options)
 {
-  auto const read = [this](std::string const& text)
-  {
-    unitExponent_ = Names::Parse(kUnits, text);
-    if (!unitExponent_)
-      throw CLI::ValidationError("--time-unit", "\"" + text + "\" is none of " + Names::List(kUnits));
-  };
-  app.add_option_function<std::string>("--time-unit", read, "of time stamps that are numbers since 1970: s, ms or us")
-      ->type_name("UNIT")
-      ->take_last();
+  options.AddRead("--time-unit", "UNIT", "of time stamps that are numbers since 1970: s, ms or us",
+                  [this](std::string const& text) { unitExponent_ = Names::Parse(kUnits, text); });
 }
 
 long long TimeColumn::Parse(std::string const& text)

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <string>
+
+class OptionSet;
 
 /// Time stamps as tables have them: ISO 8601, which is recognised by itself, or numbers since 1970 in a unit that the
 /// user must name.
@@ -11,7 +11,7 @@ class TimeColumn
 {
 public:
   /// Adds --time-unit.
-  void AddOptions(CLI::App& app);
+  void AddOptions(OptionSet& options);
 
   /// Microseconds since 1970-01-01T00:00:00Z. Throws std::invalid_argument with what is wrong: "is ...".
   long long Parse(std::string const& text);

@@ -1,6 +1,4 @@
-#include "Command.h"
-
-#include <vector>
+#include "CommandGroup.h"
 
 extern CommandEntry const kTrendImport, kTrendInfo, kTrendDump, kTrendGaps, kTrendMerge, kTrendDelete, kTrendShrink;
 
@@ -21,31 +19,9 @@ constexpr char kDetails[] =
     "  qen trend info rms.qtr\n"
     "  qen trend shrink trends --settings 1h:60/h,1d:24/d,7d:4/d,28d:1/d";
 
-class TrendCommand : public Command
-{
-public:
-  void Define(CLI::App& app) override
-  {
-    app.require_subcommand(1);
-    for (CommandEntry const* const action : kActions)
-    {
-      CLI::App* const sub = app.add_subcommand(action->name, action->summary);
-      sub->group("Actions");
-      sub->footer(action->details);
-      Command* const command = actions_.emplace_back(action->make()).get();
-      command->Define(*sub);
-      sub->callback([this, command] { chosen_ = command; });
-    }
-  }
-
-  ExitCode Run(Report& report) override { return chosen_->Run(report); }
-
-private:
-  std::vector<std::unique_ptr<Command>> actions_;
-  Command* chosen_ = nullptr;
-};
+std::unique_ptr<Command> MakeTrendCommand() { return std::make_unique<CommandGroup>("Actions", kActions); }
 } // namespace
 
 extern CommandEntry const kTrendCommand;
 CommandEntry const kTrendCommand = {"trend", "make, show, check and thin trends of characteristic values", kDetails,
-                                    &MakeCommand<TrendCommand>};
+                                    &MakeTrendCommand};

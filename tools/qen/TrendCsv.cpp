@@ -4,7 +4,7 @@
 #include "DecimalNumber.h"
 #include "DetailsText.h"
 #include "ExitCode.h"
-#include "Options.h"
+#include "OptionSet.h"
 #include "Text.h"
 #include "TrendFile.h"
 #include "TrendTable.h"
@@ -40,6 +40,18 @@ unsigned char ParseByte(std::string const& text)
   if (!value)
     throw std::invalid_argument("is no whole number from 0 to 255");
   return *value;
+}
+
+unsigned char ReadStatus(std::string const& text)
+{
+  try
+  {
+    return ParseByte(text);
+  }
+  catch (std::invalid_argument const& error)
+  {
+    throw std::invalid_argument(Text::Quoted(text) + " " + error.what());
+  }
 }
 
 double ParseNumber(std::string const& text)
@@ -217,7 +229,7 @@ private:
   std::string firstProblem_;
 };
 
-void TrendCsvReader::AddOptions(CLI::App& app)
+void TrendCsvReader::AddOptions(OptionSet& options)
 {
   constexpr char const* kHelp[] = {"column of the time stamps, by name or number [time, else 1]",
                                    "column of the values [value, else 2]",
@@ -227,33 +239,19 @@ void TrendCsvReader::AddOptions(CLI::App& app)
                                    "the same for AuxByte",
                                    "the same for AuxFloat3"};
   for (std::size_t column = 0; column < kColumns; ++column)
-    app.add_option(kOptions[column], columns_[column], kHelp[column])->type_name("COLUMN")->take_last();
-  times_.AddOptions(app);
-  auto const readStatus = [this](std::string const& text)
-  {
-    try
-    {
-      defaultStatus_ = ParseByte(text);
-    }
-    catch (std::invalid_argument const& error)
-    {
-      throw CLI::ValidationError("--default-status", Text::Quoted(text) + " " + error.what());
-    }
-  };
-  app.add_option_function<std::string>("--default-status", readStatus, "of rows without one, 0 to 255 [0]")
-      ->type_name("N")
-      ->take_last();
-  app.add_flag("--skip-bad", skipBad_, "leave out rows that cannot be read, and count them");
+    options.AddText(kOptions[column], "COLUMN", columns_[column], kHelp[column]);
+  times_.AddOptions(options);
+  options.AddRead("--default-status", "N", "of rows without one, 0 to 255 [0]",
+                  [this](std::string const& text) { defaultStatus_ = ReadStatus(text); });
+  options.AddFlag("--skip-bad", skipBad_, "leave out rows that cannot be read, and count them");
 }
 
 TrendCsvReader::Result TrendCsvReader::Read(InputFile const& file) const { return TrendRows(*this, file).Take(); }
 
-void TimeTableReader::AddOptions(CLI::App& app)
+void TimeTableReader::AddOptions(OptionSet& options)
 {
-  app.add_option("--pins-column", column_, "column of their time stamps, by name or number [1]")
-      ->type_name("COLUMN")
-      ->take_last();
-  times_.AddOptions(app);
+  options.AddText("--pins-column", "COLUMN", column_, "column of their time stamps, by name or number [1]");
+  times_.AddOptions(options);
 }
 
 std::vector<long long> TimeTableReader::Read(InputFile const& file) const

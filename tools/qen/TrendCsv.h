@@ -6,20 +6,20 @@
 
 #include "signalprocessing/io/file/Trend.h"
 
-#include <CLI/CLI.hpp>
-
 #include <array>
 #include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
+class OptionSet;
+
 /// Reads tables of time-stamped values.
 class TrendCsvReader
 {
 public:
   /// Adds the options that say which column is what.
-  void AddOptions(CLI::App& app);
+  void AddOptions(OptionSet& options);
 
   struct Result
   {
@@ -49,7 +49,7 @@ class TimeTableReader
 {
 public:
   /// Adds the options for a table that an option named "--pins" gives.
-  void AddOptions(CLI::App& app);
+  void AddOptions(OptionSet& options);
   /// Ascending.
   std::vector<long long> Read(InputFile const& file) const;
 

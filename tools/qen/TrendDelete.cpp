@@ -1,7 +1,6 @@
 #include "Command.h"
 #include "InputFiles.h"
 #include "Json.h"
-#include "Options.h"
 #include "Text.h"
 #include "TrendFile.h"
 #include "TrendOutput.h"
@@ -20,17 +19,15 @@ constexpr char kDetails[] =
 class TrendDelete : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", file_, "a trend file")->type_name("")->required();
-    Options::AddTime(app, "--from", from_, "first time stamp to delete")->required();
-    Options::AddTime(app, "--to", to_, "last time stamp to delete")->required();
-    auto* const output =
-        app.add_option("-o,--output", output_, "write to this file; - is standard output")->type_name("FILE");
-    output->take_last();
-    app.add_flag("--in-place", inPlace_, "replace the file")->excludes(output);
-    app.add_flag("--force", force_, "replace a file that exists");
-    app.add_flag("--json", json_, "print what was done as JSON (qen.trend-delete/1)");
+    options.AddArgument("FILE", file_, "a trend file").Required();
+    options.AddTime("--from", from_, "first time stamp to delete").Required();
+    options.AddTime("--to", to_, "last time stamp to delete").Required();
+    options.AddText("-o,--output", "FILE", output_, "write to this file; - is standard output");
+    options.AddFlag("--in-place", inPlace_, "replace the file").Excludes("--output");
+    options.AddFlag("--force", force_, "replace a file that exists");
+    options.AddJson(json_, "print what was done as JSON (qen.trend-delete/1)");
   }
 
   ExitCode Run(Report& report) override

@@ -18,12 +18,12 @@ constexpr char kDetails[] =
 class TrendDump : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", file_, "a trend file")->type_name("")->required();
-    app.add_option("-o,--output", output_, "write to this file [standard output]")->type_name("FILE")->take_last();
-    app.add_flag("--force", force_, "replace a file that exists");
-    app.add_flag("--json", json_, "print JSON Lines (qen.trend-dump/1), one for each entry");
+    options.AddArgument("FILE", file_, "a trend file").Required();
+    options.AddText("-o,--output", "FILE", output_, "write to this file [standard output]");
+    options.AddFlag("--force", force_, "replace a file that exists");
+    options.AddJson(json_, "print JSON Lines (qen.trend-dump/1), one for each entry");
   }
 
   ExitCode Run(Report& report) override

@@ -2,7 +2,6 @@
 #include "Duration.h"
 #include "InputFiles.h"
 #include "Json.h"
-#include "Options.h"
 #include "Text.h"
 #include "TrendFile.h"
 
@@ -48,11 +47,11 @@ long long MedianSpacing(std::vector<trend_entry_t> const& entries)
 class TrendGaps : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "trend files")->type_name("")->required();
-    Options::AddDuration(app, "--longer-than", longerThan_, "90s, 45min, 1.5h, 7d [3 times the median spacing]");
-    app.add_flag("--json", json_, "print JSON Lines (qen.trend-gaps/1), one for each gap");
+    options.AddArguments("FILE", arguments_, "trend files").Required();
+    options.AddDuration("--longer-than", longerThan_, "90s, 45min, 1.5h, 7d [3 times the median spacing]");
+    options.AddJson(json_, "print JSON Lines (qen.trend-gaps/1), one for each gap");
   }
 
   ExitCode Run(Report& report) override

@@ -3,7 +3,6 @@
 #include "InputFiles.h"
 #include "Json.h"
 #include "Names.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "Text.h"
 #include "TrendCsv.h"
@@ -38,18 +37,18 @@ constexpr char kDetails[] =
 class TrendImport : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "CSV files")->type_name("")->required();
-    reader_.AddOptions(app);
-    Options::AddText(app, "--unit", unit_, "of the values, as text [from the column's name]");
-    Options::AddUuid(app, "--unit-uuid", unitUuid_, "of the unit [null]");
-    Options::AddUuid(app, "--config", config_, "characteristic value configuration [null]");
-    Options::AddNumber(app, "--limit", limit_, "lower pre-alarm limit [0]");
-    Options::AddCompression(app, compression_, "none, zlib or gzip [zlib]");
-    Options::AddCount(app, "--split", split_, "into files of at most so many entries");
-    plan_.AddOptions(app);
-    app.add_flag("--json", json_, "print what was made as JSON Lines (qen.trend-import/1)");
+    options.AddArguments("FILE", arguments_, "CSV files").Required();
+    reader_.AddOptions(options);
+    options.AddDetailsText("--unit", unit_, "of the values, as text [from the column's name]");
+    options.AddUuid("--unit-uuid", unitUuid_, "of the unit [null]");
+    options.AddUuid("--config", config_, "characteristic value configuration [null]");
+    options.AddNumber("--limit", limit_, "lower pre-alarm limit [0]");
+    options.AddCompression(compression_, "none, zlib or gzip [zlib]");
+    options.AddCount("--split", split_, "into files of at most so many entries");
+    plan_.AddOptions(options);
+    options.AddJson(json_, "print what was made as JSON Lines (qen.trend-import/1)");
   }
 
   ExitCode Run(Report& report) override

@@ -69,11 +69,11 @@ struct View
 class TrendInfo : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "trend files")->type_name("")->required();
-    app.add_flag("--entries", entries_, "read and check the entries too and print their figures");
-    app.add_flag("--json", json_, "print JSON Lines (qen.trend-info/1)");
+    options.AddArguments("FILE", arguments_, "trend files").Required();
+    options.AddFlag("--entries", entries_, "read and check the entries too and print their figures");
+    options.AddJson(json_, "print JSON Lines (qen.trend-info/1)");
   }
 
   ExitCode Run(Report& report) override

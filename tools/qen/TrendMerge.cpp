@@ -1,7 +1,6 @@
 #include "Command.h"
 #include "InputFiles.h"
 #include "Json.h"
-#include "Options.h"
 #include "Text.h"
 #include "TrendFamily.h"
 #include "TrendFile.h"
@@ -21,17 +20,14 @@ constexpr char kDetails[] =
 class TrendMerge : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", files_, "two trend files")->type_name("")->required()->expected(2);
-    app.add_option("-o,--output", output_, "write to this file; - is standard output")
-        ->type_name("FILE")
-        ->take_last()
-        ->required();
-    Options::AddUuid(app, "--base-uuid", base_, "base of the configuration, which files do not carry [null]");
-    Options::AddCompression(app, compression_, "none, zlib or gzip [that of the first]");
-    app.add_flag("--force", force_, "replace a file that exists");
-    app.add_flag("--json", json_, "print what was made as JSON (qen.trend-merge/1)");
+    options.AddArguments("FILE", files_, 2, "two trend files").Required();
+    options.AddText("-o,--output", "FILE", output_, "write to this file; - is standard output").Required();
+    options.AddUuid("--base-uuid", base_, "base of the configuration, which files do not carry [null]");
+    options.AddCompression(compression_, "none, zlib or gzip [that of the first]");
+    options.AddFlag("--force", force_, "replace a file that exists");
+    options.AddJson(json_, "print what was made as JSON (qen.trend-merge/1)");
   }
 
   ExitCode Run(Report& report) override

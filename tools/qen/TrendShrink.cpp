@@ -2,7 +2,6 @@
 #include "Duration.h"
 #include "InputFiles.h"
 #include "Json.h"
-#include "Options.h"
 #include "OutputPlan.h"
 #include "ShrinkPlan.h"
 #include "ShrinkReport.h"
@@ -49,23 +48,22 @@ constexpr char kDetails[] =
 class TrendShrink : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "trend files of one characteristic value")->type_name("")->required();
-    DefineSettings(app);
-    Options::AddTime(app, "--now", now_, "the time from which ages count [the present]");
-    Options::AddCount(app, "--max-size", maxSize_, "most entries of one new trend [100000]");
-    Options::AddCount(app, "--max-days", maxDays_, "handed to the thinning; never shortens below --max-size [366]");
-    Options::AddUuid(app, "--base-uuid", base_, "base of the configuration, which files do not carry [null]");
-    app.add_option("--pins", pinsFile_, "CSV table of time stamps to keep in preference")
-        ->type_name("FILE")
-        ->take_last();
-    pins_.AddOptions(app);
-    app.add_option("-o,-d,--directory", directory_, "write into this folder and leave the old files")
-        ->type_name("DIR")
-        ->take_last();
-    app.add_flag("--apply", apply_, "write the result");
-    app.add_flag("--json", json_, "print the plan as JSON (qen.trend-shrink/1)");
+    options.AddArguments("FILE", arguments_, "trend files of one characteristic value").Required();
+    options.AddRead("--settings", "TEXT", "how many entries remain: 1h:60/h,1d:24/d,7d:4/d,28d:1/d",
+                    [this](std::string const& text) { device_ = TrendSettings::FromText(text); });
+    options.AddText("--device", "FILE", deviceFile_, "the same from the device's details, an XML file")
+        .Excludes("--settings");
+    options.AddTime("--now", now_, "the time from which ages count [the present]");
+    options.AddCount("--max-size", maxSize_, "most entries of one new trend [100000]");
+    options.AddCount("--max-days", maxDays_, "handed to the thinning; never shortens below --max-size [366]");
+    options.AddUuid("--base-uuid", base_, "base of the configuration, which files do not carry [null]");
+    options.AddText("--pins", "FILE", pinsFile_, "CSV table of time stamps to keep in preference");
+    pins_.AddOptions(options);
+    options.AddText("-o,-d,--directory", "DIR", directory_, "write into this folder and leave the old files");
+    options.AddFlag("--apply", apply_, "write the result");
+    options.AddJson(json_, "print the plan as JSON (qen.trend-shrink/1)");
   }
 
   ExitCode Run(Report& report) override
@@ -93,29 +91,6 @@ public:
   }
 
 private:
-  void DefineSettings(CLI::App& app)
-  {
-    auto* const text = app.add_option_function<std::string>(
-        "--settings",
-        [this](std::string const& settings)
-        {
-          try
-          {
-            device_ = TrendSettings::FromText(settings);
-          }
-          catch (std::invalid_argument const& error)
-          {
-            throw CLI::ValidationError("--settings", error.what());
-          }
-        },
-        "how many entries remain: 1h:60/h,1d:24/d,7d:4/d,28d:1/d");
-    text->type_name("TEXT")->take_last();
-    app.add_option("--device", deviceFile_, "the same from the device's details, an XML file")
-        ->type_name("FILE")
-        ->take_last()
-        ->excludes(text);
-  }
-
   void RequireOptions() const
   {
     if (!device_ && deviceFile_.empty())

@@ -26,10 +26,10 @@ constexpr char kDetails[] =
 class VerifyCommand : public Command
 {
 public:
-  void Define(CLI::App& app) override
+  void Define(OptionSet& options) override
   {
-    app.add_option("FILE", arguments_, "time signal files")->type_name("")->required();
-    app.add_flag("--json", json_, "print JSON Lines (qen.verify/1)");
+    options.AddArguments("FILE", arguments_, "time signal files").Required();
+    options.AddJson(json_, "print JSON Lines (qen.verify/1)");
   }
 
   ExitCode Run(Report& report) override

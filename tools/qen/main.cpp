@@ -1,6 +1,8 @@
-#include "Command.h"
+#include "CommandGroup.h"
 #include "Report.h"
 #include "Text.h"
+
+#include <CLI/CLI.hpp>
 
 #include <csignal>
 #include <new>
@@ -39,36 +41,30 @@ public:
   }
 };
 
-/// The command that was chosen, with the options that every command has.
-struct Selection
+/// What the user wants to hear, which every command lets him say.
+struct Talk
 {
-  std::vector<std::unique_ptr<Command>> commands;
-  Command* chosen = nullptr;
   bool quiet = false;
   bool verbose = false;
+
+  Report::Level Level() const
+  {
+    return quiet ? Report::Level::Quiet : verbose ? Report::Level::Verbose : Report::Level::Normal;
+  }
 };
 
 bool AnyPart(CLI::App* /*part*/) { return true; }
 
-/// The options that every command has, before and behind the name of its part where it has parts.
-void AddTalkOptions(CLI::App& app, Selection& selection)
+/// Adds -q and -v to every command, and to its parts: they may stand before and behind the name of a part.
+void AddTalkOptions(CLI::App& app, Talk& talk)
 {
-  auto* const quiet = app.add_flag("-q,--quiet", selection.quiet, "say nothing but errors");
-  app.add_flag("-v,--verbose", selection.verbose, "say more")->excludes(quiet);
-}
-
-void AddCommand(CLI::App& app, CommandEntry const& entry, Selection& selection)
-{
-  CLI::App* const sub = app.add_subcommand(entry.name, entry.summary);
-  sub->group("Commands");
-  sub->footer(entry.details);
-  sub->set_help_flag("-h,--help", "show this help");
-  Command* const command = selection.commands.emplace_back(entry.make()).get();
-  command->Define(*sub);
-  AddTalkOptions(*sub, selection);
-  for (CLI::App* const part : sub->get_subcommands(AnyPart))
-    AddTalkOptions(*part, selection);
-  sub->callback([&selection, command] { selection.chosen = command; });
+  for (CLI::App* const command : app.get_subcommands(AnyPart))
+  {
+    OptionSet options(*command);
+    options.AddFlag("-q,--quiet", talk.quiet, "say nothing but errors");
+    options.AddFlag("-v,--verbose", talk.verbose, "say more").Excludes("--quiet");
+    AddTalkOptions(*command, talk);
+  }
 }
 
 /// The arguments, in the reverse order in which CLI11 wants them.
@@ -133,11 +129,12 @@ ExitCode Run(int argc, char const* const* argv, Report& report)
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "show this help");
   app.footer(kClosing);
-  app.require_subcommand(1);
   app.set_version_flag("--version", "qen " QEN_VERSION, "show the version");
-  Selection selection;
-  for (CommandEntry const* entry : CommandTable())
-    AddCommand(app, *entry, selection);
+  CommandGroup commands("Commands", CommandTable());
+  OptionSet options(app);
+  commands.Define(options);
+  Talk talk;
+  AddTalkOptions(app, talk);
   try
   {
     app.parse(Arguments(argc, argv));
@@ -146,10 +143,8 @@ ExitCode Run(int argc, char const* const* argv, Report& report)
   {
     return ReportParseResult(app, result, argc > 1 ? argv[1] : "", report);
   }
-  report.SetLevel(selection.quiet     ? Report::Level::Quiet
-                  : selection.verbose ? Report::Level::Verbose
-                                      : Report::Level::Normal);
-  return selection.chosen->Run(report);
+  report.SetLevel(talk.Level());
+  return commands.Run(report);
 }
 
 /// Runs the tool; whatever no command caught becomes a message.
