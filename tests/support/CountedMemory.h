@@ -10,6 +10,8 @@
 /// Blocks of exactly the size of an InternalTimeSignal.
 extern std::atomic<long> liveObjects;
 extern std::atomic<long> liveBlocks;
+/// Blocks that were ever made.
+extern std::atomic<long> madeBlocks;
 
 /// The most bytes that were alive at once since it was made, beyond those that were alive then. One at a time.
 class PeakBytes

@@ -1,0 +1,163 @@
+#include "failing_memory/Scenario.h"
+
+#include "platform/VelmoraException.h"
+#include "support/SampleSignals.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <typeinfo>
+#include <utility>
+
+namespace
+{
+constexpr char const kBadAlloc[] = "std::bad_alloc";
+
+/// Writes without memory of its own, as far as there is room.
+void Append(std::array<char, 512>& text, char const* more)
+{
+  std::size_t const used = std::strlen(text.data());
+  std::snprintf(text.data() + used, text.size() - used, "%s", more);
+}
+
+void AppendException(std::array<char, 512>& text, char const* className, char const* file, char const* message)
+{
+  for (char const* const part : {className, " from ", file, ": ", message})
+    Append(text, part);
+}
+
+struct Row
+{
+  std::string scenario;
+  ScenarioReport report;
+};
+
+/// Prints the table when all tests have run.
+class Table : public testing::Environment
+{
+public:
+  void Add(Row row) { rows_.push_back(std::move(row)); }
+  void TearDown() override
+  {
+    ScenarioReport sum;
+    for (Row const& row : rows_)
+    {
+      sum.attemptsOnce += row.report.attemptsOnce;
+      sum.attemptsPersistently += row.report.attemptsPersistently;
+      sum.failedCalls += row.report.failedCalls;
+      if (std::getenv("QEN_FAILING_MEMORY_TABLE") != nullptr)
+        print(row.scenario.c_str(), row.report);
+    }
+    print((std::to_string(rows_.size()) + " scenarios").c_str(), sum);
+  }
+
+private:
+  static void print(char const* name, ScenarioReport const& report)
+  {
+    std::printf("%-92s %6lu places failed once, %6lu from there on, %8lu calls failed\n", name, report.attemptsOnce,
+                report.attemptsPersistently, report.failedCalls);
+  }
+
+  std::vector<Row> rows_;
+};
+
+// GoogleTest owns it.
+Table* const table = static_cast<Table*>(testing::AddGlobalTestEnvironment(new Table));
+} // namespace
+
+Ending::Ending(char const* text) { Append(text_, text); }
+
+bool Ending::IsBadAlloc() const { return std::strcmp(Text(), kBadAlloc) == 0; }
+
+Ending Ending::ofCurrentException()
+{
+  Ending ending;
+  try
+  {
+    throw;
+  }
+  catch (std::bad_alloc const&)
+  {
+    Append(ending.text_, kBadAlloc);
+  }
+  catch (VelmoraException const& exception)
+  {
+    for (VelmoraException const* cause = &exception; cause != nullptr; cause = cause->getRootCause())
+    {
+      if (cause != &exception)
+        Append(ending.text_, ", caused by ");
+      AppendException(ending.text_, cause->getClassName().c_str(), cause->getFile().c_str(), cause->what());
+    }
+  }
+  catch (std::exception const& exception)
+  {
+    AppendException(ending.text_, typeid(exception).name(), "the standard library", exception.what());
+  }
+  catch (...)
+  {
+    Append(ending.text_, "an unknown exception");
+  }
+  return ending;
+}
+
+std::string EndsWith(char const* className, char const* file, std::string const& message)
+{
+  std::array<char, 512> text{};
+  AppendException(text, className, file, message.c_str());
+  return text.data();
+}
+
+OtherThread::OtherThread(std::function<void()> action) : action_(std::move(action)), thread_([this] { work(); }) {}
+
+OtherThread::~OtherThread()
+{
+  {
+    std::lock_guard const lock(mutex_);
+    isEnding_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+bool OtherThread::Manages(std::chrono::milliseconds patience)
+{
+  std::unique_lock lock(mutex_);
+  isAsked_ = true;
+  changed_.notify_all();
+  return changed_.wait_for(lock, patience, [this] { return !isAsked_; });
+}
+
+void OtherThread::work()
+{
+  std::unique_lock lock(mutex_);
+  for (;;)
+  {
+    changed_.wait(lock, [this] { return isAsked_ || isEnding_; });
+    if (isEnding_)
+      return;
+    lock.unlock();
+    action_();
+    lock.lock();
+    isAsked_ = false;
+    changed_.notify_all();
+  }
+}
+
+bool OtherThreadsCanUseTimeSignals()
+{
+  constexpr std::chrono::minutes kNoMachineNeeds(1);
+  static TimeSignal const handle;
+  static OtherThread other([] { TimeSignal const copy(handle); });
+  return other.Manages(kNoMachineNeeds);
+}
+
+void RecordScenario(ScenarioReport const& report)
+{
+  testing::TestInfo const& test = *testing::UnitTest::GetInstance()->current_test_info();
+  testing::Test::RecordProperty("places_failed_once", std::to_string(report.attemptsOnce));
+  testing::Test::RecordProperty("places_failed_persistently", std::to_string(report.attemptsPersistently));
+  testing::Test::RecordProperty("calls_failed", std::to_string(report.failedCalls));
+  table->Add({std::string(test.test_suite_name()) + "." + test.name(), report});
+}
