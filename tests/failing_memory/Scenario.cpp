@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <map>
 #include <new>
 #include <typeinfo>
 #include <utility>
@@ -28,39 +29,47 @@ void AppendException(std::array<char, 512>& text, char const* className, char co
     Append(text, part);
 }
 
-struct Row
+void Add(ScenarioReport& sum, ScenarioReport const& report)
 {
-  std::string scenario;
-  ScenarioReport report;
-};
+  sum.attemptsOnce += report.attemptsOnce;
+  sum.attemptsPersistently += report.attemptsPersistently;
+  sum.failedCalls += report.failedCalls;
+}
 
-/// Prints the table when all tests have run.
+/// What each test's scenarios came to. Printed when all tests have run.
 class Table : public testing::Environment
 {
 public:
-  void Add(Row row) { rows_.push_back(std::move(row)); }
+  /// Returns the sum of all scenarios of that test.
+  ScenarioReport const& Add(std::string const& test, ScenarioReport const& report)
+  {
+    ScenarioReport& row = rows_[test];
+    ::Add(row, report);
+    ++scenarios_;
+    return row;
+  }
+
   void TearDown() override
   {
     ScenarioReport sum;
-    for (Row const& row : rows_)
+    for (auto const& [test, report] : rows_)
     {
-      sum.attemptsOnce += row.report.attemptsOnce;
-      sum.attemptsPersistently += row.report.attemptsPersistently;
-      sum.failedCalls += row.report.failedCalls;
+      ::Add(sum, report);
       if (std::getenv("QEN_FAILING_MEMORY_TABLE") != nullptr)
-        print(row.scenario.c_str(), row.report);
+        print(test, report);
     }
-    print((std::to_string(rows_.size()) + " scenarios").c_str(), sum);
+    print(std::to_string(rows_.size()) + " tests with " + std::to_string(scenarios_) + " scenarios", sum);
   }
 
 private:
-  static void print(char const* name, ScenarioReport const& report)
+  static void print(std::string const& name, ScenarioReport const& report)
   {
-    std::printf("%-92s %6lu places failed once, %6lu from there on, %8lu calls failed\n", name, report.attemptsOnce,
-                report.attemptsPersistently, report.failedCalls);
+    std::printf("%-100s %5lu places failed once, %5lu from there on, %7lu calls failed\n", name.c_str(),
+                report.attemptsOnce, report.attemptsPersistently, report.failedCalls);
   }
 
-  std::vector<Row> rows_;
+  std::map<std::string, ScenarioReport> rows_;
+  unsigned long scenarios_ = 0;
 };
 
 // GoogleTest owns it.
@@ -156,8 +165,8 @@ bool OtherThreadsCanUseTimeSignals()
 void RecordScenario(ScenarioReport const& report)
 {
   testing::TestInfo const& test = *testing::UnitTest::GetInstance()->current_test_info();
-  testing::Test::RecordProperty("places_failed_once", std::to_string(report.attemptsOnce));
-  testing::Test::RecordProperty("places_failed_persistently", std::to_string(report.attemptsPersistently));
-  testing::Test::RecordProperty("calls_failed", std::to_string(report.failedCalls));
-  table->Add({std::string(test.test_suite_name()) + "." + test.name(), report});
+  ScenarioReport const& sum = table->Add(std::string(test.test_suite_name()) + "." + test.name(), report);
+  testing::Test::RecordProperty("places_failed_once", std::to_string(sum.attemptsOnce));
+  testing::Test::RecordProperty("places_failed_persistently", std::to_string(sum.attemptsPersistently));
+  testing::Test::RecordProperty("calls_failed", std::to_string(sum.failedCalls));
 }

@@ -205,7 +205,7 @@ private:
   Traces attempt(unsigned long call, FailureSpan span)
   {
     Traces traces;
-    long const blocks = HeldBlocks();
+    long const blocks = HeldBlocks() - blocksOfFindings_;
     long const objects = liveObjects;
     {
       State state = scenario_.make();
@@ -223,7 +223,7 @@ private:
       if (hasFailed)
         judgeSameCall(state);
     }
-    traces.lost = HeldBlocks() - blocks;
+    traces.lost = HeldBlocks() - blocksOfFindings_ - blocks;
     traces.lostObjects = liveObjects - objects;
     return traces;
   }
@@ -282,13 +282,19 @@ private:
            std::to_string(traces.objects) + " of them signals");
   }
 
-  void find(std::string const& text) { report_.findings.push_back(place_ + text); }
+  void find(std::string const& text)
+  {
+    long const before = HeldBlocks();
+    report_.findings.push_back(place_ + text);
+    blocksOfFindings_ += HeldBlocks() - before;
+  }
 
   Scenario<State> const& scenario_;
   ScenarioReport report_;
   Ending ending_;
   std::string reference_;
   std::string place_;
+  long blocksOfFindings_ = 0;
 };
 
 template <class State>

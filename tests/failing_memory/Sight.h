@@ -6,7 +6,9 @@
 #include "support/SignalContents.h"
 #include "support/TrendRecords.h"
 
-#include <cstring>
+#include <array>
+#include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -110,6 +112,32 @@ public:
     addColumns(stored);
   }
 
+  void Add(VelmoraException const& exception)
+  {
+    Add(exception.getClassName());
+    Add(exception.getFile());
+    Add(exception.getLine());
+    Add(exception.what());
+    Add(exception.getRootCause() != nullptr);
+    if (exception.getRootCause() != nullptr)
+      Add(*exception.getRootCause());
+  }
+
+  template <class Value>
+  void Add(std::optional<Value> const& value)
+  {
+    Add(value.has_value());
+    if (value)
+      Add(*value);
+  }
+  template <class Value, class Deleter>
+  void Add(std::unique_ptr<Value, Deleter> const& value)
+  {
+    Add(value != nullptr);
+    if (value)
+      Add(*value);
+  }
+
   std::string const& Text() const { return text_; }
 
 private:
@@ -155,36 +183,3 @@ private:
 
   std::string text_;
 };
-
-/// A text that no short string holds, so that each copy of it takes memory.
-inline std::string LongText(std::string const& text)
-{
-  return text + ", in more letters than a short string has room for";
-}
-
-/// A signal whose texts are all long, with two validators, a trigger and two characteristic values.
-inline SignalContents LongDescription(sample_datatype32_t type = data_int16_t, compression32_t form = no_compression,
-                                      std::size_t count = 50)
-{
-  SignalContents contents = DescribedSignal(type, form, count);
-  contents.unitString = LongText("unit");
-  contents.trigger.UnitString = LongText("unit of the trigger");
-  for (auto& validator : contents.validators)
-    validator.UnitString = LongText(validator.UnitString);
-  for (auto& value : contents.charVals)
-    value.UnitString = LongText(value.UnitString);
-  return contents;
-}
-
-/// A handle on a signal with these contents.
-inline TimeSignal HandleOn(SignalContents const& contents)
-{
-  TimeSignal handle(*RecordOf(contents.Flat()), contents.unitString, contents.jobDataUuid);
-  for (auto const& validator : contents.validators)
-    handle.AddValidator(validator.ValidatorUuid, validator.AverageValue, validator.UnitUuid, validator.UnitString);
-  auto const& trigger = contents.trigger;
-  handle.AddTrigger(trigger.TriggerUuid, trigger.TripValue, trigger.UnitUuid, trigger.UnitString);
-  for (auto const& value : contents.charVals)
-    handle.AddCharacteristicValue(value.CharValUuid, value.Value, value.UnitUuid, value.UnitString, value.Speed);
-  return handle;
-}

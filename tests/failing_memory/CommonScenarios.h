@@ -1,0 +1,74 @@
+#pragma once
+
+#include "failing_memory/Scenario.h"
+#include "failing_memory/Sight.h"
+
+#include <ios>
+#include <new>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+// What scenarios of several subjects have in common.
+
+/// A text that no short string holds, so that each copy of it takes memory.
+inline std::string LongText(std::string const& text)
+{
+  return text + ", in more letters than a short string has room for";
+}
+
+/// A signal whose texts are all long, with two validators, a trigger and two characteristic values.
+inline SignalContents LongDescription(sample_datatype32_t type = data_int16_t, compression32_t form = no_compression,
+                                      std::size_t count = 50)
+{
+  SignalContents contents = DescribedSignal(type, form, count);
+  contents.unitString = LongText("unit");
+  contents.trigger.UnitString = LongText("unit of the trigger");
+  for (auto& validator : contents.validators)
+    validator.UnitString = LongText(validator.UnitString);
+  for (auto& value : contents.charVals)
+    value.UnitString = LongText(value.UnitString);
+  return contents;
+}
+
+/// A handle on a signal with these contents.
+inline TimeSignal HandleOn(SignalContents const& contents)
+{
+  TimeSignal handle(*RecordOf(contents.Flat()), contents.unitString, contents.jobDataUuid);
+  for (auto const& validator : contents.validators)
+    handle.AddValidator(validator.ValidatorUuid, validator.AverageValue, validator.UnitUuid, validator.UnitString);
+  auto const& trigger = contents.trigger;
+  handle.AddTrigger(trigger.TriggerUuid, trigger.TripValue, trigger.UnitUuid, trigger.UnitString);
+  for (auto const& value : contents.charVals)
+    handle.AddCharacteristicValue(value.CharValUuid, value.Value, value.UnitUuid, value.UnitString, value.Speed);
+  return handle;
+}
+
+/// A function that makes something of what it is given, or fails and makes nothing.
+template <class F>
+auto Giving(F function)
+{
+  using Result = std::optional<std::invoke_result_t<F>>;
+  return Scenario<Result>{.make = [] { return Result(); },
+                          .act = [function](Result& result) { result.emplace(function()); },
+                          .see = [](Result& result) { return Sight::Of(result); }};
+}
+
+/// A function that always refuses, whatever it is given, or fails to say so.
+template <class F>
+auto Refusing(F function)
+{
+  struct Nothing
+  {
+  };
+  return Scenario<Nothing>{.make = [] { return Nothing(); },
+                           .act = [function](Nothing&) { function(); },
+                           .see = [](Nothing&) { return std::string(); }};
+}
+
+/// Streams take a failed allocation for a failure of their own and show it in their state, where their owner looks.
+inline void RequireGood(std::ios const& stream)
+{
+  if (!stream)
+    throw std::bad_alloc();
+}
