@@ -253,6 +253,8 @@ Option* Options::parse(std::string const& xml)
   auto tree = std::make_unique<OptionTree>();
   if (!tree->Parse(xml))
     return nullptr;
+  // A tree that nobody can reach must not stay.
+  Option* const root = tree->Root();
   trees_.push_back(std::move(tree));
-  return trees_.back()->Root();
+  return root;
 }

@@ -92,6 +92,20 @@ Scenario<Lookup> LookingUp(std::function<void(Lookup&)> lookUp)
 }
 } // namespace
 
+TEST(OptionsFailingMemory, TreeIsWholeOrNotThere)
+{
+  ExpectEndures(ParsingOf(Document()));
+  ExpectEndures(ParsingOf("<r>" + std::string(100000, 'x') + "</r>", "r"));
+  std::string deep = "<a>end</a>";
+  std::string key = "a";
+  for (int i = 0; i < 1000; ++i)
+  {
+    deep = "<a>" + deep + "</a>";
+    key += ".a";
+  }
+  ExpectEndures(ParsingOf(deep, key));
+}
+
 TEST(OptionsFailingMemory, TextThatIsNoXmlIsNoXmlWhateverMemoryDoes)
 {
   std::string cut = Document();
