@@ -151,11 +151,9 @@ public:
     pugi::xml_node const parent = firstMatch(start, path);
     if (!parent)
       return nullptr;
-    auto const question = std::make_pair(parent.internal_object(), name);
-    auto list = lists_.find(question);
-    if (list == lists_.end())
-      list = lists_.emplace(question, childrenNamed(parent, name)).first;
-    return &list->second;
+    ListKey const question(parent.internal_object(), name);
+    auto const list = lists_.find(question);
+    return list == lists_.end() ? makeList(question) : &list->second;
   }
 
   /// Text of the match, empty when there is none.
@@ -174,11 +172,31 @@ public:
   }
 
 private:
+  /// An element and the name that children of it have.
+  using ListKey = std::pair<pugi::xml_node_struct*, std::string>;
+
   Option* optionOf(pugi::xml_node node)
   {
     if (!node)
       return nullptr;
     return &found_.try_emplace(node.internal_object(), *this, node.internal_object()).first->second;
+  }
+
+  std::vector<Option*>* makeList(ListKey const& question)
+  {
+    std::size_t const before = listed_.size();
+    try
+    {
+      auto list = childrenNamed(pugi::xml_node(question.first), question.second);
+      return &lists_.emplace(question, std::move(list)).first->second;
+    }
+    catch (...)
+    {
+      // Nobody can reach the options of a list that is not there.
+      while (listed_.size() != before)
+        listed_.pop_back();
+      throw;
+    }
   }
 
   std::vector<Option*> childrenNamed(pugi::xml_node parent, std::string_view name)
@@ -207,7 +225,7 @@ private:
   std::map<pugi::xml_node_struct*, Option> found_;
   // Lists may be as long as the text, so their options are packed.
   std::deque<Option> listed_;
-  std::map<std::pair<pugi::xml_node_struct*, std::string>, std::vector<Option*>> lists_;
+  std::map<ListKey, std::vector<Option*>> lists_;
   std::map<pugi::xml_node_struct*, std::string> texts_;
 };
 

@@ -121,6 +121,12 @@ TEST(OptionsFailingMemory, ElementIsFoundOrTheFailureIsThrown)
       LookingUp([](Lookup& lookup) { lookup.found = lookup.root->FindOption("vel:Root.vel:Missing", false); }));
 }
 
+TEST(OptionsFailingMemory, ListIsWholeOrTheFailureIsThrown)
+{
+  ExpectEndures(LookingUp([](Lookup& lookup) { lookup.all = lookup.root->FindAllOptions("vel:Root.vel:Entry"); }));
+  ExpectEndures(LookingUp([](Lookup& lookup) { lookup.all = lookup.root->FindAllOptions("vel:Root.vel:None"); }));
+}
+
 TEST(OptionsFailingMemory, ValueIsWholeOrTheFailureIsThrown)
 {
   ExpectEndures(LookingUp([](Lookup& lookup)
