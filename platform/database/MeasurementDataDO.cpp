@@ -2,26 +2,40 @@
 
 MeasurementDataDO::MeasurementDataDO() = default;
 MeasurementDataDO::MeasurementDataDO(MeasurementDataDO const&) = default;
-MeasurementDataDO& MeasurementDataDO::operator=(MeasurementDataDO const&) = default;
 MeasurementDataDO::~MeasurementDataDO() = default;
 
-void MeasurementDataDO::setCurrentUuid(UuidEntryDO const& entry) { currentUuid_ = entry; }
-UuidEntryDO const& MeasurementDataDO::getCurrentUuid() const { return currentUuid_; }
+MeasurementDataDO& MeasurementDataDO::operator=(MeasurementDataDO const& other)
+{
+  columns_ = Columns(other.columns_);
+  return *this;
+}
 
-void MeasurementDataDO::setMeasurementTimeStamp(long long const& microseconds) { measurementTimeStamp_ = microseconds; }
-long long const& MeasurementDataDO::getMeasurementTimeStamp() const { return measurementTimeStamp_; }
+void MeasurementDataDO::setCurrentUuid(UuidEntryDO const& entry) { columns_.currentUuid = entry; }
+UuidEntryDO const& MeasurementDataDO::getCurrentUuid() const { return columns_.currentUuid; }
 
-void MeasurementDataDO::setMeasurementConfig(UuidEntryDO const& entry) { measurementConfig_ = entry; }
-UuidEntryDO const& MeasurementDataDO::getMeasurementConfig() const { return measurementConfig_; }
+void MeasurementDataDO::setMeasurementTimeStamp(long long const& microseconds)
+{
+  columns_.measurementTimeStamp = microseconds;
+}
+long long const& MeasurementDataDO::getMeasurementTimeStamp() const { return columns_.measurementTimeStamp; }
 
-void MeasurementDataDO::setMeasurementDataDetails(std::string const& details) { measurementDataDetails_ = details; }
-std::string const& MeasurementDataDO::getMeasurementDataDetails() const { return measurementDataDetails_; }
+void MeasurementDataDO::setMeasurementConfig(UuidEntryDO const& entry) { columns_.measurementConfig = entry; }
+UuidEntryDO const& MeasurementDataDO::getMeasurementConfig() const { return columns_.measurementConfig; }
 
-void MeasurementDataDO::setBinaryData(std::vector<unsigned char> const& bytes) { binaryData_ = bytes; }
-std::vector<unsigned char> const& MeasurementDataDO::getBinaryData() const { return binaryData_; }
+void MeasurementDataDO::setMeasurementDataDetails(std::string const& details)
+{
+  columns_.measurementDataDetails = details;
+}
+std::string const& MeasurementDataDO::getMeasurementDataDetails() const { return columns_.measurementDataDetails; }
 
-void MeasurementDataDO::setJobData(UuidEntryDO const& entry) { jobData_ = entry; }
-UuidEntryDO const& MeasurementDataDO::getJobData() const { return jobData_; }
+void MeasurementDataDO::setBinaryData(std::vector<unsigned char> const& bytes) { columns_.binaryData = bytes; }
+std::vector<unsigned char> const& MeasurementDataDO::getBinaryData() const { return columns_.binaryData; }
 
-void MeasurementDataDO::setSavedByAlarmStatusChange(bool const& isSaved) { isSavedByAlarmStatusChange_ = isSaved; }
-bool const& MeasurementDataDO::getSavedByAlarmStatusChange() const { return isSavedByAlarmStatusChange_; }
+void MeasurementDataDO::setJobData(UuidEntryDO const& entry) { columns_.jobData = entry; }
+UuidEntryDO const& MeasurementDataDO::getJobData() const { return columns_.jobData; }
+
+void MeasurementDataDO::setSavedByAlarmStatusChange(bool const& isSaved)
+{
+  columns_.isSavedByAlarmStatusChange = isSaved;
+}
+bool const& MeasurementDataDO::getSavedByAlarmStatusChange() const { return columns_.isSavedByAlarmStatusChange; }

@@ -13,7 +13,8 @@ class QEN_PLATFORM_EXPORT MeasurementDataDO
 public:
   MeasurementDataDO();
   MeasurementDataDO(MeasurementDataDO const&);
-  MeasurementDataDO& operator=(MeasurementDataDO const&);
+  /// Leaves the object as it was when it throws.
+  MeasurementDataDO& operator=(MeasurementDataDO const& other);
   virtual ~MeasurementDataDO();
 
   void setCurrentUuid(UuidEntryDO const& entry);
@@ -35,11 +36,15 @@ public:
   bool const& getSavedByAlarmStatusChange() const;
 
 private:
-  UuidEntryDO currentUuid_;
-  long long measurementTimeStamp_ = 0;
-  UuidEntryDO measurementConfig_;
-  std::string measurementDataDetails_;
-  std::vector<unsigned char> binaryData_;
-  UuidEntryDO jobData_;
-  bool isSavedByAlarmStatusChange_ = false;
+  struct Columns
+  {
+    UuidEntryDO currentUuid;
+    long long measurementTimeStamp = 0;
+    UuidEntryDO measurementConfig;
+    std::string measurementDataDetails;
+    std::vector<unsigned char> binaryData;
+    UuidEntryDO jobData;
+    bool isSavedByAlarmStatusChange = false;
+  };
+  Columns columns_;
 };

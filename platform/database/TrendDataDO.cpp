@@ -2,38 +2,43 @@
 
 TrendDataDO::TrendDataDO() = default;
 TrendDataDO::TrendDataDO(TrendDataDO const&) = default;
-TrendDataDO& TrendDataDO::operator=(TrendDataDO const&) = default;
 TrendDataDO::~TrendDataDO() = default;
 
-void TrendDataDO::setData(std::vector<unsigned char> const& bytes) { data_ = bytes; }
-std::vector<unsigned char> const& TrendDataDO::getData() const { return data_; }
+TrendDataDO& TrendDataDO::operator=(TrendDataDO const& other)
+{
+  columns_ = Columns(other.columns_);
+  return *this;
+}
 
-void TrendDataDO::setCurrentUuid(UuidEntryDO const& entry) { currentUuid_ = entry; }
-UuidEntryDO const& TrendDataDO::getCurrentUuid() const { return currentUuid_; }
+void TrendDataDO::setData(std::vector<unsigned char> const& bytes) { columns_.data = bytes; }
+std::vector<unsigned char> const& TrendDataDO::getData() const { return columns_.data; }
 
-void TrendDataDO::setCharacteristicValueConfig(UuidEntryDO const& entry) { characteristicValueConfig_ = entry; }
-UuidEntryDO const& TrendDataDO::getCharacteristicValueConfig() const { return characteristicValueConfig_; }
+void TrendDataDO::setCurrentUuid(UuidEntryDO const& entry) { columns_.currentUuid = entry; }
+UuidEntryDO const& TrendDataDO::getCurrentUuid() const { return columns_.currentUuid; }
+
+void TrendDataDO::setCharacteristicValueConfig(UuidEntryDO const& entry) { columns_.characteristicValueConfig = entry; }
+UuidEntryDO const& TrendDataDO::getCharacteristicValueConfig() const { return columns_.characteristicValueConfig; }
 
 void TrendDataDO::setCharacteristicValueConfigBaseUuid(UuidEntryDO const& entry)
 {
-  characteristicValueConfigBaseUuid_ = entry;
+  columns_.characteristicValueConfigBaseUuid = entry;
 }
 UuidEntryDO const& TrendDataDO::getCharacteristicValueConfigBaseUuid() const
 {
-  return characteristicValueConfigBaseUuid_;
+  return columns_.characteristicValueConfigBaseUuid;
 }
 
-void TrendDataDO::setClosed(bool const& isClosed) { isClosed_ = isClosed; }
-bool const& TrendDataDO::getClosed() const { return isClosed_; }
+void TrendDataDO::setClosed(bool const& isClosed) { columns_.isClosed = isClosed; }
+bool const& TrendDataDO::getClosed() const { return columns_.isClosed; }
 
-void TrendDataDO::setFirstTimeStamp(long long const& microseconds) { firstTimeStamp_ = microseconds; }
-long long const& TrendDataDO::getFirstTimeStamp() const { return firstTimeStamp_; }
+void TrendDataDO::setFirstTimeStamp(long long const& microseconds) { columns_.firstTimeStamp = microseconds; }
+long long const& TrendDataDO::getFirstTimeStamp() const { return columns_.firstTimeStamp; }
 
-void TrendDataDO::setLastTimeStamp(long long const& microseconds) { lastTimeStamp_ = microseconds; }
-long long const& TrendDataDO::getLastTimeStamp() const { return lastTimeStamp_; }
+void TrendDataDO::setLastTimeStamp(long long const& microseconds) { columns_.lastTimeStamp = microseconds; }
+long long const& TrendDataDO::getLastTimeStamp() const { return columns_.lastTimeStamp; }
 
-void TrendDataDO::setTrendDataDetails(std::string const& details) { trendDataDetails_ = details; }
-std::string const& TrendDataDO::getTrendDataDetails() const { return trendDataDetails_; }
+void TrendDataDO::setTrendDataDetails(std::string const& details) { columns_.trendDataDetails = details; }
+std::string const& TrendDataDO::getTrendDataDetails() const { return columns_.trendDataDetails; }
 
-void TrendDataDO::setNumSamples(unsigned int const& count) { numSamples_ = count; }
-unsigned int const& TrendDataDO::getNumSamples() const { return numSamples_; }
+void TrendDataDO::setNumSamples(unsigned int const& count) { columns_.numSamples = count; }
+unsigned int const& TrendDataDO::getNumSamples() const { return columns_.numSamples; }

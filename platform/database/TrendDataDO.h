@@ -13,7 +13,8 @@ class QEN_PLATFORM_EXPORT TrendDataDO
 public:
   TrendDataDO();
   TrendDataDO(TrendDataDO const&);
-  TrendDataDO& operator=(TrendDataDO const&);
+  /// Leaves the object as it was when it throws.
+  TrendDataDO& operator=(TrendDataDO const& other);
   virtual ~TrendDataDO();
 
   /// The binary record with its entries.
@@ -40,13 +41,17 @@ public:
   unsigned int const& getNumSamples() const;
 
 private:
-  std::vector<unsigned char> data_;
-  UuidEntryDO currentUuid_;
-  UuidEntryDO characteristicValueConfig_;
-  UuidEntryDO characteristicValueConfigBaseUuid_;
-  bool isClosed_ = false;
-  long long firstTimeStamp_ = 0;
-  long long lastTimeStamp_ = 0;
-  std::string trendDataDetails_;
-  unsigned int numSamples_ = 0;
+  struct Columns
+  {
+    std::vector<unsigned char> data;
+    UuidEntryDO currentUuid;
+    UuidEntryDO characteristicValueConfig;
+    UuidEntryDO characteristicValueConfigBaseUuid;
+    bool isClosed = false;
+    long long firstTimeStamp = 0;
+    long long lastTimeStamp = 0;
+    std::string trendDataDetails;
+    unsigned int numSamples = 0;
+  };
+  Columns columns_;
 };

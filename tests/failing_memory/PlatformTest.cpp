@@ -320,6 +320,15 @@ TEST(PlatformFailingMemory, DatabaseObjectIsCopiedWholeOrNotAtAll)
   ExpectEndures(Giving([&] { return std::make_unique<DeviceDO>(device)->getDeviceDetails(); }));
 }
 
+TEST(PlatformFailingMemory, DatabaseObjectThatCannotBeAssignedToStays)
+{
+  MeasurementDataDO const measurement = StoredMeasurement(11, kLong + kLong, Bytes(1000, 2));
+  ExpectEndures(ChangingObject<MeasurementDataDO>(StoredMeasurement(10, kLong, Bytes(100, 1)),
+                                                  [&](MeasurementDataDO& stored) { stored = measurement; }));
+  TrendDataDO const trend = StoredTrendOf(20, kLong + kLong);
+  ExpectEndures(ChangingObject<TrendDataDO>(StoredTrendOf(5, kLong), [&](TrendDataDO& stored) { stored = trend; }));
+}
+
 TEST(PlatformFailingMemory, DatabaseObjectThatCannotBeSetStays)
 {
   std::string const details = kLong + kLong;
