@@ -23,6 +23,19 @@ TrendParts LongParts(compression32_t form, std::vector<long long> const& times =
 
 Trend TrendOf(TrendParts const& parts) { return Trend(StoredTrend(parts)); }
 
+/// A trend that differs from the other one in every part.
+TrendParts OtherParts()
+{
+  TrendParts parts = LongParts(gzip, {100, 200, 300, 400, 500, 600});
+  parts.configUuid = CountingUuid(1);
+  parts.baseUuid = CountingUuid(2);
+  parts.trendUuid = CountingUuid(3);
+  parts.unitUuid = CountingUuid(4);
+  parts.unitString = LongText("another and longer unit");
+  parts.limit = -7;
+  return parts;
+}
+
 /// A change of a trend, which stays as it was when that fails.
 Scenario<Trend> Changing(TrendParts const& parts, std::function<void(Trend&)> change)
 {
@@ -80,6 +93,12 @@ TEST(TrendFailingMemory, TrendIsCopiedWholeOrNotAtAll)
 {
   Trend const source = TrendOf(LongParts(zlib));
   ExpectEndures(Giving([&] { return std::make_unique<Trend>(source); }));
+}
+
+TEST(TrendFailingMemory, TrendThatCannotBeAssignedToStays)
+{
+  Trend const source = TrendOf(OtherParts());
+  ExpectEndures(Changing(LongParts(zlib), [&](Trend& trend) { trend = source; }));
 }
 
 TEST(TrendFailingMemory, EntryThatCannotBeAddedLeavesTheOthers)

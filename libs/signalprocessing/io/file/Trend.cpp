@@ -122,7 +122,7 @@ Trend::Trend(TrendDataDO const& stored)
 
 Trend::Trend(Trend const&) = default;
 Trend::Trend(Trend&&) noexcept = default;
-Trend& Trend::operator=(Trend const&) = default;
+Trend& Trend::operator=(Trend const& other) { return *this = Trend(other); }
 Trend& Trend::operator=(Trend&&) noexcept = default;
 Trend::~Trend() = default;
 

@@ -42,6 +42,7 @@ public:
   explicit Trend(TrendDataDO const& stored);
   Trend(Trend const& other);
   Trend(Trend&& other) noexcept;
+  /// Leaves the trend as it was when it throws.
   Trend& operator=(Trend const& other);
   Trend& operator=(Trend&& other) noexcept;
   ~Trend();
