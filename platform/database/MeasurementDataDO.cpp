@@ -1,5 +1,7 @@
 #include "platform/database/MeasurementDataDO.h"
 
+#include <utility>
+
 MeasurementDataDO::MeasurementDataDO() = default;
 MeasurementDataDO::MeasurementDataDO(MeasurementDataDO const&) = default;
 MeasurementDataDO::~MeasurementDataDO() = default;
@@ -29,6 +31,7 @@ void MeasurementDataDO::setMeasurementDataDetails(std::string const& details)
 std::string const& MeasurementDataDO::getMeasurementDataDetails() const { return columns_.measurementDataDetails; }
 
 void MeasurementDataDO::setBinaryData(std::vector<unsigned char> const& bytes) { columns_.binaryData = bytes; }
+void MeasurementDataDO::setBinaryData(std::vector<unsigned char>&& bytes) { columns_.binaryData = std::move(bytes); }
 std::vector<unsigned char> const& MeasurementDataDO::getBinaryData() const { return columns_.binaryData; }
 
 void MeasurementDataDO::setJobData(UuidEntryDO const& entry) { columns_.jobData = entry; }

@@ -29,6 +29,7 @@ public:
   std::string const& getMeasurementDataDetails() const;
   /// The binary record with its samples.
   void setBinaryData(std::vector<unsigned char> const& bytes);
+  void setBinaryData(std::vector<unsigned char>&& bytes);
   std::vector<unsigned char> const& getBinaryData() const;
   void setJobData(UuidEntryDO const& entry);
   UuidEntryDO const& getJobData() const;

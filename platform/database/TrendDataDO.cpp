@@ -1,5 +1,7 @@
 #include "platform/database/TrendDataDO.h"
 
+#include <utility>
+
 TrendDataDO::TrendDataDO() = default;
 TrendDataDO::TrendDataDO(TrendDataDO const&) = default;
 TrendDataDO::~TrendDataDO() = default;
@@ -11,6 +13,7 @@ TrendDataDO& TrendDataDO::operator=(TrendDataDO const& other)
 }
 
 void TrendDataDO::setData(std::vector<unsigned char> const& bytes) { columns_.data = bytes; }
+void TrendDataDO::setData(std::vector<unsigned char>&& bytes) { columns_.data = std::move(bytes); }
 std::vector<unsigned char> const& TrendDataDO::getData() const { return columns_.data; }
 
 void TrendDataDO::setCurrentUuid(UuidEntryDO const& entry) { columns_.currentUuid = entry; }

@@ -19,6 +19,7 @@ public:
 
   /// The binary record with its entries.
   void setData(std::vector<unsigned char> const& bytes);
+  void setData(std::vector<unsigned char>&& bytes);
   std::vector<unsigned char> const& getData() const;
   void setCurrentUuid(UuidEntryDO const& entry);
   UuidEntryDO const& getCurrentUuid() const;

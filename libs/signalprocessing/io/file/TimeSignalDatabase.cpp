@@ -56,7 +56,7 @@ MeasurementDataDO* InternalTimeSignal::GetMeasurementDataDO() const
   stored->setMeasurementConfig(EntryOf(UuidFromBytes(record_.MeasurementConfigUuid)));
   stored->setMeasurementDataDetails(DocumentText([this](std::stringstream& stream) { CreateXmlDetails(stream); }));
   stored->setBinaryData(
-      *MakeFlatRecord(&record_, kTimeSignalHeaderSize, GetStoredSamples(), record_.DataArrayByteCount));
+      std::move(*MakeFlatRecord(&record_, kTimeSignalHeaderSize, GetStoredSamples(), record_.DataArrayByteCount)));
   stored->setJobData(EntryOf(jobDataUuid_));
   stored->setSavedByAlarmStatusChange(false);
   return stored.release();

@@ -310,10 +310,10 @@ TrendDataDO* Trend::GetTrendDataDO() const
   }
   header.DataChecksum = Checksum::Compute(data, header.DataArrayByteCount);
   header.HeaderChecksum = Checksum::Compute(&header, kTrendHeaderSize);
-  std::unique_ptr<std::vector<unsigned char> const> const bytes(TrendToVector(header, data));
+  std::unique_ptr<std::vector<unsigned char>> const bytes(TrendToVector(header, data));
 
   auto stored = std::make_unique<TrendDataDO>();
-  stored->setData(*bytes);
+  stored->setData(std::move(*bytes));
   stored->setCurrentUuid(EntryOf(trendUuid_));
   stored->setCharacteristicValueConfig(EntryOf(characteristicValueConfigUuid_));
   stored->setCharacteristicValueConfigBaseUuid(UuidEntryDO(0, characteristicValueConfigBaseUuid_, false));
