@@ -16,7 +16,7 @@ PROGRAMS = {
     "dev": ["qen_internal_tests", "qen_tests", "qen_thread_tests"],
     "tsan": ["qen_thread_tests"],
 }
-TIMEOUT_SECONDS = 900
+TIMEOUT_SECONDS = 300
 
 
 def run(*command, **options):
