@@ -1,0 +1,32 @@
+#pragma once
+
+/// Failing disks for tests.
+///
+/// A shared library that stands between a program and the C library: it makes calls on files below one folder fail,
+/// keeps a record of them, or kills the process in front of one. Files elsewhere, and so the loading of the program,
+/// are not touched. For programs with one thread.
+///
+/// Preloaded (LD_PRELOAD), it is told by the environment:
+///   QEN_FAULTS_FOLDER   the folder, absolute and without links; without it nothing happens
+///   QEN_FAULTS_KIND     EIO, ENOSPC, EINTR or EACCES: the error that a call gives; short: a transfer of half the
+///   bytes;
+///                       kill: SIGKILL before the call; none: calls are only counted
+///   QEN_FAULTS_AT       the number of the call that it happens to, from 1 on; only calls that can have this fault
+///   count QEN_FAULTS_REPEAT   once (the default) or forever: that call and those behind it. Of interruptions every
+///   second call,
+///                       because programs that repeat an interrupted call rely on its success in the end
+///   QEN_FAULTS_LOG      a file that gets a record of each call, see FileFaults.cpp
+/// Random UUIDs are the same in each such run.
+///
+/// A program that links it uses the functions below.
+namespace FileFaults
+{
+/// Starts anew: calls below the folder count from 1 on, and the calls `at` (and those behind it) have the fault.
+void Arm(char const* folder, char const* kind, unsigned at, bool forever);
+/// Calls have no more faults and do not count.
+void Disarm();
+/// Calls since Arm that can have the fault.
+unsigned Calls();
+/// How many of them had it.
+unsigned Injected();
+} // namespace FileFaults
