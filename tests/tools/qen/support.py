@@ -15,8 +15,14 @@ import unittest
 import uuid
 from array import array
 
-# The tests run in folders of their own: paths become absolute.
-COMMAND = [os.path.abspath(word) if os.path.exists(word) else word for word in shlex.split(os.environ.get("QEN_COMMAND", "qen"))]
+
+
+def command_words(variable, otherwise):
+    """The words that start a program. The tests run in folders of their own: paths become absolute."""
+    return [os.path.abspath(word) if os.path.exists(word) else word for word in shlex.split(os.environ.get(variable, otherwise))]
+
+
+COMMAND = command_words("QEN_COMMAND", "qen")
 
 # name: (number in the header, struct letter)
 SAMPLE_TYPES = {
