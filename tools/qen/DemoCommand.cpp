@@ -74,8 +74,7 @@ private:
         MachineModel::Samples(kModelSeconds * MachineModel::kRate, seed_.value_or(kDefaultSeed));
     {
       OutputFile output(path, Existing());
-      SoundFile::Write(output.Descriptor(),
-                       {reinterpret_cast<unsigned char const*>(samples.data()), samples.size() * sizeof(short)},
+      SoundFile::Write(output, {reinterpret_cast<unsigned char const*>(samples.data()), samples.size() * sizeof(short)},
                        data_int16_t, MachineModel::kRate, SoundFile::Encoding::Exact);
       output.Commit();
     }

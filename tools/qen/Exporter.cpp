@@ -47,7 +47,7 @@ void Exporter::WriteWav(TimeSignal& signal, Options const& options, OutputFile& 
 {
   signal.Uncompress();
   timesignal_bin_t const& header = *signal.GetHeader();
-  SoundFile::Write(output.Descriptor(), signal.GetStoredSamples(), header.SampleType, WholeRate(header, options.rate),
+  SoundFile::Write(output, signal.GetStoredSamples(), header.SampleType, WholeRate(header, options.rate),
                    options.pcm24 ? SoundFile::Encoding::Pcm24 : SoundFile::Encoding::Exact);
 }
 

@@ -17,8 +17,6 @@ public:
   std::string const& Path() const { return path_; }
   /// Whether Path() names the file itself, so that others may open it too.
   bool IsOnDisk() const { return onDisk_; }
-  /// Positioned anywhere; owned by this object.
-  int Descriptor() const { return descriptor_; }
   unsigned long long Size() const { return size_; }
 
   /// Reads as many bytes as fit and are there.

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <unistd.h>
 
@@ -29,13 +30,92 @@ std::string FormatName(int format)
                                                                                                    : "unknown";
 }
 
-Handle Open(int descriptor, int mode, SF_INFO& info)
+/// A file as libsndfile gets at it. To libsndfile a failure is the end of the file, and what it guesses then can look
+/// like samples; so the first failure is kept here, to be thrown when libsndfile has returned.
+class SoundAccess
 {
-  // Samples are looked for from the descriptor's position on.
-  if (lseek(descriptor, 0, SEEK_SET) < 0)
-    Refuse(std::string("cannot be read: ") + std::strerror(errno));
-  return {sf_open_fd(descriptor, mode, &info, SF_FALSE), &sf_close};
-}
+public:
+  explicit SoundAccess(InputFile const& file) : input_(&file), size_(static_cast<sf_count_t>(file.Size())) {}
+  explicit SoundAccess(OutputFile& file) : output_(&file) {}
+
+  /// Null when it is no sound file.
+  Handle Open(SF_INFO& info)
+  {
+    SF_VIRTUAL_IO functions = {[](void* self) { return Of(self).size_; },
+                               [](sf_count_t offset, int whence, void* self) { return Of(self).Seek(offset, whence); },
+                               [](void* bytes, sf_count_t count, void* self) { return Of(self).Read(bytes, count); },
+                               [](void const* bytes, sf_count_t count, void* self)
+                               { return Of(self).Write(bytes, count); },
+                               [](void* self) { return Of(self).position_; }};
+    Handle sound(sf_open_virtual(&functions, input_ != nullptr ? SFM_READ : SFM_WRITE, &info, this), &sf_close);
+    RethrowFailure();
+    return sound;
+  }
+
+  void RethrowFailure() const
+  {
+    if (failure_)
+      std::rethrow_exception(failure_);
+  }
+
+private:
+  static SoundAccess& Of(void* self) { return *static_cast<SoundAccess*>(self); }
+
+  sf_count_t Seek(sf_count_t offset, int whence)
+  {
+    sf_count_t const base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position_ : size_;
+    sf_count_t position = 0;
+    if (__builtin_add_overflow(base, offset, &position) || position < 0)
+      return -1;
+    return position_ = position;
+  }
+
+  sf_count_t Read(void* bytes, sf_count_t count)
+  {
+    return Transfer(
+        [&]
+        {
+          return input_ == nullptr
+                     ? 0
+                     : input_->ReadAt(static_cast<unsigned long long>(position_),
+                                      {static_cast<unsigned char*>(bytes), static_cast<std::size_t>(count)});
+        });
+  }
+
+  sf_count_t Write(void const* bytes, sf_count_t count)
+  {
+    return Transfer(
+        [&]
+        {
+          if (lseek(output_->Descriptor(), static_cast<off_t>(position_), SEEK_SET) < 0)
+            throw ToolError(ExitCode::Disk, std::string("WAV file cannot be written: ") + std::strerror(errno));
+          output_->Write(bytes, static_cast<std::size_t>(count));
+          return static_cast<std::size_t>(count);
+        });
+  }
+
+  /// Nothing is transferred any more behind a failure.
+  template <class Work>
+  sf_count_t Transfer(Work work)
+  try
+  {
+    auto const count = failure_ ? 0 : static_cast<sf_count_t>(work());
+    position_ += count;
+    size_ = std::max(size_, position_);
+    return count;
+  }
+  catch (...)
+  {
+    failure_ = std::current_exception();
+    return 0;
+  }
+
+  InputFile const* input_ = nullptr;
+  OutputFile* output_ = nullptr;
+  sf_count_t size_ = 0;
+  sf_count_t position_ = 0;
+  std::exception_ptr failure_;
+};
 
 void RequireSupportedContainer(int format)
 {
@@ -158,18 +238,15 @@ void CheckLength(std::optional<unsigned long long> const& announced, unsigned lo
   recording.remarks.push_back(finding);
 }
 
-/// Runs write(block, count) on all samples and checks what it reports.
+/// Runs write(block, count) on all samples, until one is not taken.
+/// @return whether all were
 template <class T, class WriteBlock>
-void WriteBlocks(std::span<unsigned char const> bytes, WriteBlock write)
+bool WriteBlocks(std::span<unsigned char const> bytes, WriteBlock write)
 {
-  ForEachBlock<T>(bytes,
-                  [&](std::span<T const> block)
-                  {
-                    errno = 0;
-                    if (write(block) != static_cast<sf_count_t>(block.size()))
-                      throw ToolError(ExitCode::Disk,
-                                      std::string("WAV file cannot be written: ") + std::strerror(errno));
-                  });
+  bool isWritten = true;
+  ForEachBlock<T>(bytes, [&](std::span<T const> block)
+                  { isWritten = isWritten && write(block) == static_cast<sf_count_t>(block.size()); });
+  return isWritten;
 }
 
 std::vector<int> ShiftedToUpperBytes(std::span<int const> block)
@@ -205,7 +282,8 @@ int FormatFor(sample_datatype32_t type, SoundFile::Encoding encoding)
   }
 }
 
-void WriteSamples(SNDFILE* sound, std::span<unsigned char const> bytes, int encoding)
+/// @return whether all were taken
+bool WriteSamples(SNDFILE* sound, std::span<unsigned char const> bytes, int encoding)
 {
   switch (encoding)
   {
@@ -238,7 +316,8 @@ void WriteSamples(SNDFILE* sound, std::span<unsigned char const> bytes, int enco
 Recording SoundFile::Read(InputFile const& file, ReadOptions const& options)
 {
   SF_INFO info{};
-  Handle const sound = Open(file.Descriptor(), SFM_READ, info);
+  SoundAccess access(file);
+  Handle const sound = access.Open(info);
   if (sound == nullptr)
     Refuse(std::string("is no readable sound file: ") + sf_strerror(nullptr));
   RequireSupportedContainer(info.format);
@@ -261,11 +340,12 @@ Recording SoundFile::Read(InputFile const& file, ReadOptions const& options)
   FrameReader(sound.get(), info, static_cast<int>(recording.firstChannel) - 1, mostBytes / frameSize,
               recording.channels)
       .Read(info.format);
+  access.RethrowFailure();
   CheckLength(announced, SampleCountOf(recording.channels.front()) * frameSize, options.acceptCut, recording);
   return recording;
 }
 
-void SoundFile::Write(int descriptor, std::span<unsigned char const> bytes, sample_datatype32_t type, int rate,
+void SoundFile::Write(OutputFile& file, std::span<unsigned char const> bytes, sample_datatype32_t type, int rate,
                       Encoding encoding)
 {
   int const format = FormatFor(type, encoding);
@@ -276,12 +356,15 @@ void SoundFile::Write(int descriptor, std::span<unsigned char const> bytes, samp
   info.samplerate = rate;
   info.channels = 1;
   info.format = SF_FORMAT_WAV | format;
-  Handle sound = Open(descriptor, SFM_WRITE, info);
+  SoundAccess access(file);
+  Handle sound = access.Open(info);
   if (sound == nullptr)
     throw ToolError(ExitCode::Disk, std::string("WAV file cannot be written: ") + sf_strerror(nullptr));
   // The chunk of peaks that floating-point files get otherwise carries the time of writing: no two would be equal.
   sf_command(sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
-  WriteSamples(sound.get(), bytes, format);
-  if (sf_close(sound.release()) != 0)
+  bool const isWritten = WriteSamples(sound.get(), bytes, format);
+  bool const isClosed = sf_close(sound.release()) == 0; // completes the header
+  access.RethrowFailure();
+  if (!isWritten || !isClosed)
     throw ToolError(ExitCode::Disk, "WAV file cannot be written");
 }

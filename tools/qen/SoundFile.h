@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InputFile.h"
+#include "OutputFile.h"
 #include "Recording.h"
 
 #include <optional>
@@ -17,7 +18,8 @@ struct ReadOptions
 };
 
 /// Reads WAV, RF64, Sony Wave64 and AIFF files with integer samples of 8 to 32 bits or floating-point samples. 24-bit
-/// samples become int32 of the same counts. Throws ToolError for everything else, and for files cut short.
+/// samples become int32 of the same counts. Throws ToolError for everything else, for files cut short,
+/// and for files that cannot be read to their end.
 Recording Read(InputFile const& file, ReadOptions const& options);
 
 enum class Encoding
@@ -28,7 +30,8 @@ enum class Encoding
 
 /// Writes one channel as a WAV file: uint8, int16, int32, float32, float64. Throws ToolError for other types, for int32
 /// samples beyond 24 bits asked for as Pcm24, and when the disk is full.
+/// @param file   nothing has been written into it
 /// @param bytes  whole samples of the type
-/// @param descriptor of an empty file, open for reading and writing
-void Write(int descriptor, std::span<unsigned char const> bytes, sample_datatype32_t type, int rate, Encoding encoding);
+void Write(OutputFile& file, std::span<unsigned char const> bytes, sample_datatype32_t type, int rate,
+           Encoding encoding);
 } // namespace SoundFile
