@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -65,6 +66,7 @@ bool forever = false;
 bool isArmed = false;
 unsigned calls = 0;
 unsigned injected = 0;
+bool isPlain = false;
 int logFile = -1;
 
 [[noreturn]] void Stop(char const* why)
@@ -410,6 +412,7 @@ __attribute__((constructor)) void ReadEnvironment()
     return;
   if (char const* const log = Environment("QEN_FAULTS_LOG", ""); log[0] != '\0')
     logFile = open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); // before the folder is known: not followed
+  isPlain = std::strcmp(Environment("QEN_FAULTS_PLAIN", ""), "1") == 0;
   FileFaults::Arm(name, Environment("QEN_FAULTS_KIND", "none"),
                   static_cast<unsigned>(std::strtoul(Environment("QEN_FAULTS_AT", "0"), nullptr, 10)),
                   std::strcmp(Environment("QEN_FAULTS_REPEAT", "once"), "forever") == 0);
@@ -672,6 +675,11 @@ extern "C"
   int renameat2(int fromBase, char const* from, int toBase, char const* to, unsigned flags)
   {
     NEXT(renameat2);
+    if (isPlain && flags != 0)
+    {
+      errno = EINVAL;
+      return -1;
+    }
     return PassTwoNames((flags & RENAME_EXCHANGE) != 0 ? Call::Exchange : Call::Rename, fromBase, from, toBase, to,
                         flags, [&] { return next(fromBase, from, toBase, to, flags); });
   }
@@ -707,7 +715,16 @@ extern "C"
     return PassName(Call::MakeFolder, AT_FDCWD, path, true, [&] { return next(path, mode); });
   }
 
-  // Names of new files repeat, so that runs can be compared.
+  // The clock stands still and identifiers repeat, so that runs can be compared.
+  int clock_gettime(clockid_t clock, timespec* time) noexcept
+  {
+    NEXT(clock_gettime);
+    int const result = next(clock, time);
+    if (result == 0 && clock == CLOCK_REALTIME && folder[0] != '\0')
+      *time = {1800000000, 0};
+    return result;
+  }
+
   void uuid_generate_random(unsigned char* uuid)
   {
     static unsigned char count = 0;

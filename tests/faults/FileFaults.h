@@ -15,8 +15,9 @@
 ///   count QEN_FAULTS_REPEAT   once (the default) or forever: that call and those behind it. Of interruptions every
 ///   second call,
 ///                       because programs that repeat an interrupted call rely on its success in the end
+///   QEN_FAULTS_PLAIN    1: the file system cannot exchange two names, nor rename only to a name that is free
 ///   QEN_FAULTS_LOG      a file that gets a record of each call, see FileFaults.cpp
-/// Random UUIDs are the same in each such run.
+/// Such runs can be compared: the clock stands still, and random UUIDs are the same in each.
 ///
 /// A program that links it uses the functions below.
 namespace FileFaults

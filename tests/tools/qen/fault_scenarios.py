@@ -69,6 +69,6 @@ CASES = [
     Case("trend shrink --apply", TRENDS, *SHRINK, ".", groups=[], gone=sorted(TRENDS)),
     Case("trend shrink --apply -o", TRENDS, *SHRINK, "a.qtr", "b.qtr", "-o", "new", groups=[]),
     Case("trend dump", {**TRENDS, "a.csv": b"old"}, "trend", "dump", "a.qtr", "-o", "a.csv", "--force", groups=[{"a.csv"}]),
-    Case("demo --keep", {"tiny.csv": b"1\n2\n5\n"}, "demo", "tiny.csv", "--rate", "10", "--time", "0", "--measurement", OTHER, "--keep",
+    Case("demo --keep", {"tiny.csv": b"1\n2\n5\n"}, "demo", "tiny.csv", "--rate", "10", "--keep",
          "kept", "-q", groups=pairs(*("kept/tiny-" + form for form in ("imported", "centred", "zlib", "gzip"))) + [{"kept/tiny-exported.csv"}]),
 ]

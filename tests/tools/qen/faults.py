@@ -37,6 +37,11 @@ class FaultTest(unittest.TestCase):
         self.addCleanup(scenario.close)
         return scenario
 
+    def assert_files(self, expected, actual, context):
+        """Compares files without showing their bytes."""
+        names = sorted(name for name in set(expected) | set(actual) if expected.get(name, "none") != actual.get(name, "none"))
+        self.assertEqual([], names, context)
+
 
 class Call:
     """One call on a file, as the library noted it."""
@@ -133,22 +138,23 @@ class Scenario:
     def close(self):
         shutil.rmtree(self.folder)
 
-    def environment(self, kind, at, repeat):
+    def environment(self, kind, at, repeat, plain):
         variables = {"QEN_FAULTS_FOLDER": self.work, "QEN_FAULTS_LOG": self.log, "QEN_FAULTS_KIND": kind, "QEN_FAULTS_AT": str(at),
-                     "QEN_FAULTS_REPEAT": repeat, "LD_PRELOAD": LIBRARY,
+                     "QEN_FAULTS_REPEAT": repeat, "QEN_FAULTS_PLAIN": "1" if plain else "", "LD_PRELOAD": LIBRARY,
                      # The sanitizer's library wants to be the first one, which it is in the program itself.
                      "ASAN_OPTIONS": ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0")))}
         if len(self.command) > 1:  # an emulator, which needs no such library itself
             variables["QEMU_SET_ENV"] = "LD_PRELOAD=" + variables.pop("LD_PRELOAD")
         return dict(os.environ, **variables)
 
-    def run(self, kind="none", at=0, repeat="once", files=None, arguments=None):
-        """One run, from these files (else those of the scenario); `arguments` stand for the scenario's."""
+    def run(self, kind="none", at=0, repeat="once", files=None, arguments=None, plain=False):
+        """One run, from these files (else those of the scenario); `arguments` stand for the scenario's. A plain file system renames
+        and links, no more."""
         fill(self.work, self.files if files is None else files)
         if os.path.exists(self.log):
             os.unlink(self.log)
         arguments = self.arguments if arguments is None else arguments
-        process = subprocess.run(self.command + list(arguments), cwd=self.work, env=self.environment(kind, at, repeat),
+        process = subprocess.run(self.command + list(arguments), cwd=self.work, env=self.environment(kind, at, repeat, plain),
                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False, timeout=300)
         log = b""
         if os.path.exists(self.log):
