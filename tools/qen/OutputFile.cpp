@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -89,7 +90,10 @@ int RenameToNew(char const* from, char const* to)
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
     return 0;
   if (errno != EEXIST && link(from, to) == 0)
-    return unlink(from) == 0 ? 0 : errno;
+  {
+    unlink(from); // it has its name now, even if it should keep the other one, too
+    return 0;
+  }
   if (errno == EEXIST)
     return EEXIST;
   struct stat status;
@@ -97,6 +101,15 @@ int RenameToNew(char const* from, char const* to)
     return EEXIST;
   return std::rename(from, to) == 0 ? 0 : errno;
 }
+
+/// Two files change their names in one step.
+bool Exchange(char const* one, char const* other)
+{
+  return renameat2(AT_FDCWD, one, AT_FDCWD, other, RENAME_EXCHANGE) == 0;
+}
+
+/// Whether a failed exchange means that there is nothing to exchange, or that the file system cannot do it.
+bool CanOnlyRename(int error) { return error == ENOENT || error == EINVAL || error == ENOSYS; }
 
 std::string FolderOf(std::string const& path)
 {
@@ -160,9 +173,8 @@ void OutputFile::Commit()
     CopyToTarget();
     return;
   }
-  Complete();
-  Rename();
-  SynchroniseFolder();
+  OutputFile* const files[] = {this};
+  CommitTogether(files);
 }
 
 void OutputFile::CommitTogether(std::span<OutputFile* const> files)
@@ -185,18 +197,21 @@ void OutputFile::CommitTogether(OutputFile& first, OutputFile& second)
 void OutputFile::RenameTogether(std::span<OutputFile* const> files)
 {
   SignalsHeld const held;
-  std::size_t done = 0;
+  std::vector<Before> done;
   try
   {
-    for (; done < files.size(); ++done)
-      files[done]->Rename();
+    for (OutputFile* const file : files)
+      done.push_back(file->TakeName(file != files.back())); // nothing that could fail comes behind the last
   }
-  catch (ToolError const&)
+  catch (ToolError const& error)
   {
-    for (OutputFile const* const file : files.first(done))
-      file->Withdraw();
-    throw;
+    std::string text = error.what();
+    for (std::size_t i = done.size(); i-- > 0;)
+      text += files[i]->GiveNameBack(done[i]);
+    throw ToolError(error.Code(), text);
   }
+  for (OutputFile* const file : files)
+    file->Remove();
 }
 
 void OutputFile::Complete()
@@ -222,13 +237,6 @@ void OutputFile::SynchroniseFolder() const
     Fail("was written, but its folder cannot be brought to the disk", error);
 }
 
-/// Takes a file back that has its name already; one that another file gave way to must stay.
-void OutputFile::Withdraw() const
-{
-  if (existing_ == Existing::Refuse)
-    unlink(target_.c_str());
-}
-
 /// Owner and mode of the file that is replaced, or those of any new file. File systems without them refuse, and only
 /// the superuser gives files away; the contents matter more.
 void OutputFile::SetMode()
@@ -245,17 +253,40 @@ void OutputFile::SetMode()
   fchmod(descriptor_, 0666 & ~mask);
 }
 
-void OutputFile::Rename()
+OutputFile::Before OutputFile::TakeName(bool keepsOld)
 {
   SignalsHeld const held;
+  bool const replaces = existing_ == Existing::Replace;
+  if (replaces && keepsOld && Exchange(temporary_.c_str(), target_.c_str()))
+    return Before::Kept;
+  if (replaces && keepsOld && !CanOnlyRename(errno))
+    Fail("cannot be written", errno);
+  bool const wasThere = replaces && access(target_.c_str(), F_OK) == 0;
   int error = 0;
-  if (existing_ == Existing::Refuse)
+  if (!replaces)
     error = RenameToNew(temporary_.c_str(), target_.c_str());
   else if (std::rename(temporary_.c_str(), target_.c_str()) != 0)
     error = errno;
   if (error != 0)
     Fail(error == EEXIST ? "not written" : "cannot be written", error);
   Forget();
+  return wasThere ? Before::Gone : Before::Nothing;
+}
+
+/// @return what the user must know when the target is not as it was
+std::string OutputFile::GiveNameBack(Before before)
+{
+  if (before == Before::Nothing && unlink(target_.c_str()) == 0)
+    return "";
+  if (before == Before::Kept && Exchange(temporary_.c_str(), target_.c_str()))
+    return "";
+  std::string text = "; " + Show(name_) + " is new already";
+  if (before == Before::Kept)
+  {
+    text += ", what it held is " + Show(temporary_);
+    Forget();
+  }
+  return text;
 }
 
 void OutputFile::Forget()

@@ -38,7 +38,8 @@ public:
   /// Brings the file to the disk, still under its temporary name, and closes it: nothing more is written into it.
   void Complete();
   /// Commits files that belong together: all are on the disk before the first takes its name, in the given order. When
-  /// one is refused its name, those before it that replaced nothing lose theirs again.
+  /// one is refused its name, those before it lose theirs again and what they replaced is back. Should that fail, too,
+  /// or the file system be one that cannot exchange files (FAT, NFS), the message says what is new already.
   static void CommitTogether(std::span<OutputFile* const> files);
   static void CommitTogether(OutputFile& first, OutputFile& second);
 
@@ -58,10 +59,18 @@ public:
 private:
   void Create(std::string const& folder);
   void SetMode();
-  void Rename();
+  /// What the target was before the file took its name.
+  enum class Before
+  {
+    Nothing,
+    Gone,
+    Kept ///< under the temporary name
+  };
+
   static void RenameTogether(std::span<OutputFile* const> files);
+  Before TakeName(bool keepsOld);
+  std::string GiveNameBack(Before before);
   void SynchroniseFolder() const;
-  void Withdraw() const;
   void CopyToTarget();
   void Remove();
   void Forget();

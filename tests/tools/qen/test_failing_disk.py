@@ -1,7 +1,10 @@
 """What the tool does on a disk that fails."""
 
 from fault_scenarios import CASES
-from faults import FaultTest
+from faults import FaultTest, is_temporary, without_temporaries
+
+# Commands that replace a signal or a trend together with its document.
+REPLACING = ("import --force", "convert --in-place", "annotate --unit-uuid", "trend merge --force", "trend delete --in-place")
 
 
 class DiskFindings(FaultTest):
@@ -18,7 +21,8 @@ class DiskFindings(FaultTest):
         self.assertGreater(len(reads), 5)
         for at in reads:
             run = scenario.run("EIO", at)
-            self.assertEqual((3, "qen: rig.wav: cannot be read: Input/output error\n", scenario.files), (run.code, run.err, run.files))
+            self.assertEqual((3, "qen: rig.wav: cannot be read: Input/output error\n"), (run.code, run.err))
+            self.assert_files(scenario.files, run.files, run)
 
     def test_cut_samples_that_are_accepted_are_not_unreadable_ones(self):
         case = next(case for case in CASES if case.name == "import of two channels")
@@ -26,7 +30,8 @@ class DiskFindings(FaultTest):
         reads = [call.number for call in scenario.run().calls if call.name == "read"]
         for at in reads:
             run = scenario.run("EIO", at)
-            self.assertEqual((3, "qen: rig.wav: cannot be read: Input/output error\n", scenario.files), (run.code, run.err, run.files))
+            self.assertEqual((3, "qen: rig.wav: cannot be read: Input/output error\n"), (run.code, run.err))
+            self.assert_files(scenario.files, run.files, run)
 
     def test_every_failed_write_of_a_sound_file_is_noticed(self):
         scenario = self.case("export to WAV")
@@ -34,4 +39,54 @@ class DiskFindings(FaultTest):
         self.assertGreater(len(writes), 1)  # the header twice
         for at in writes:
             run = scenario.run("EIO", at)
-            self.assertEqual((5, "qen: pump.qts: pump.wav cannot be written: Input/output error\n", scenario.files), (run.code, run.err, run.files))
+            self.assertEqual((5, "qen: pump.qts: pump.wav cannot be written: Input/output error\n"), (run.code, run.err))
+            self.assert_files(scenario.files, run.files, run)
+
+    def test_a_file_that_is_refused_its_name_leaves_its_document_as_it_was(self):
+        for name in REPLACING:
+            with self.subTest(name):
+                scenario = self.case(name)
+                last = [call for call in scenario.run().calls if call.name in ("rename", "exchange")][-1]
+                for kind in ("EIO", "EACCES"):
+                    at = next(call.number for call in scenario.run(kind).calls if call.name == last.name and call.second == last.second)
+                    run = scenario.run(kind, at)
+                    self.assertEqual(5, run.code)
+                    self.assert_files(scenario.files, run.files, run)
+                    self.assertIn("%s cannot be written: " % last.second, run.err)
+
+    def test_what_cannot_be_taken_back_is_told(self):
+        for name in REPLACING:
+            with self.subTest(name):
+                scenario = self.case(name)
+                last = [call for call in scenario.run().calls if call.name in ("rename", "exchange")][-1]
+                run = scenario.run("EIO", last.number, "forever")
+                document = last.second.rsplit(".", 1)[0] + ".xml"
+                self.assertEqual(5, run.code)
+                kept = [file for file, data in run.files.items() if is_temporary(file) and data == scenario.files[document]]
+                self.assertEqual(1, len(kept), run)
+                self.assertRegex(run.err, r"%s cannot be written: Input/output error; (.*/)?%s is new already, what it held is (.*/)?%s\n$"
+                                 % (last.second, document, kept[0]))
+
+    def test_a_file_system_that_can_only_rename_and_link_is_enough(self):
+        for case in CASES:
+            with self.subTest(case.name):
+                scenario = self.scenario(case.files, *case.arguments)
+                run = scenario.run(plain=True)
+                self.assertEqual(0, run.code)
+                self.assert_files(scenario.run().files, run.files, run)
+
+    def test_there_a_second_name_that_stays_is_no_failure(self):
+        scenario = self.case("import")
+        unlinks = [call.number for call in scenario.run(plain=True).calls if call.name == "unlink"]
+        self.assertEqual(2, len(unlinks))
+        for at in unlinks:
+            run = scenario.run("EIO", at, plain=True)
+            self.assertEqual(0, run.code)
+            self.assert_files(scenario.run().files, without_temporaries(run.files), run)
+
+    def test_there_a_document_that_is_new_already_is_told(self):
+        scenario = self.case("convert --in-place")
+        at = [call.number for call in scenario.run(plain=True).calls if call.name == "rename"][-1]
+        run = scenario.run("EIO", at, plain=True)
+        self.assertEqual((5, "qen: pump.qts: pump.qts cannot be written: Input/output error; pump.xml is new already\n"), (run.code, run.err))
+        self.assert_files({**scenario.files, "pump.xml": scenario.run().files["pump.xml"]}, run.files, run)
