@@ -34,6 +34,7 @@ enum class Call : unsigned char
   Read,
   Write,
   Synchronise,
+  SynchroniseAll,
   Truncate,
   Rename,
   Exchange,
@@ -161,8 +162,8 @@ void Forget(int descriptor)
 bool CanHave(Call call, bool makesRoom, std::size_t bytes)
 {
   bool const isTransfer = call == Call::Read || call == Call::Write;
-  if (call == Call::Duplicate)
-    return false;
+  if (call == Call::Duplicate || call == Call::SynchroniseAll) // these do not fail
+    return kind == Kind::Kill;
   if (kind == Kind::Short)
     return isTransfer && bytes > 1;
   if (kind != Kind::Error)
@@ -626,6 +627,14 @@ extern "C"
   }
   QEN_TRUNCATE(ftruncate, off_t)
   QEN_TRUNCATE(ftruncate64, off64_t)
+
+  void sync() noexcept
+  {
+    NEXT(sync);
+    Passing passing(Call::SynchroniseAll, true, -1, folder);
+    next();
+    passing.Done(0);
+  }
 
   int fchmod(int descriptor, mode_t mode)
   {

@@ -185,7 +185,8 @@ void OutputFile::CommitTogether(std::span<OutputFile* const> files)
   std::set<std::string> synchronised;
   for (OutputFile const* const file : files)
     if (synchronised.insert(file->folder_).second)
-      file->SynchroniseFolder();
+      if (int const error = SynchroniseFolder(file->folder_); error != 0)
+        file->Fail("was written, but its folder cannot be brought to the disk", error);
 }
 
 void OutputFile::CommitTogether(OutputFile& first, OutputFile& second)
@@ -225,16 +226,19 @@ void OutputFile::Complete()
     Fail("cannot be written", errno);
 }
 
-void OutputFile::SynchroniseFolder() const
+int OutputFile::SynchroniseFolder(std::string const& path)
 {
-  int const folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int const folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0 && errno == EACCES) // one that may be written but not read
+  {
+    sync();
+    return 0;
+  }
   // Some file systems cannot synchronise folders: they answer EINVAL.
-  bool const synchronised = folder >= 0 && (fsync(folder) == 0 || errno == EINVAL);
-  int const error = errno;
+  int const error = folder >= 0 && (fsync(folder) == 0 || errno == EINVAL) ? 0 : errno;
   if (folder >= 0)
     close(folder);
-  if (!synchronised && folder >= 0)
-    Fail("was written, but its folder cannot be brought to the disk", error);
+  return error;
 }
 
 /// Owner and mode of the file that is replaced, or those of any new file. File systems without them refuse, and only

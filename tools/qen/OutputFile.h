@@ -46,6 +46,13 @@ public:
   /// Whether the target is standard output, a device or a pipe.
   bool IsStream() const { return isStream_; }
 
+  /// Throws that the file "cannot be written", say, and why.
+  [[noreturn]] void Fail(char const* doing, int error) const;
+
+  /// Brings the names of a folder to the disk.
+  /// @return 0, or the error number
+  static int SynchroniseFolder(std::string const& folder);
+
   /// A target as messages name it.
   static std::string Show(std::string const& target);
 
@@ -70,12 +77,9 @@ private:
   static void RenameTogether(std::span<OutputFile* const> files);
   Before TakeName(bool keepsOld);
   std::string GiveNameBack(Before before);
-  void SynchroniseFolder() const;
   void CopyToTarget();
   void Remove();
   void Forget();
-  [[noreturn]] void Fail(char const* doing, int error) const;
-
   std::string name_; ///< as the user knows the target
   std::string target_;
   std::string folder_;

@@ -4,7 +4,9 @@
 #include "OptionSet.h"
 #include "Text.h"
 
+#include <cstring>
 #include <filesystem>
+#include <vector>
 
 void OutputPlan::AddOptions(OptionSet& options)
 {
@@ -28,10 +30,22 @@ void OutputPlan::RequireRoomFor(std::size_t results) const
 
 void OutputPlan::MakeFolder(std::string const& path)
 {
+  namespace fs = std::filesystem;
   std::error_code error;
-  std::filesystem::create_directories(path, error);
+  std::vector<fs::path> missing;
+  for (fs::path folder = path; !folder.empty() && !fs::exists(folder, error); folder = folder.parent_path())
+    missing.push_back(folder);
+  fs::create_directories(path, error);
   if (error)
     throw ToolError(ExitCode::Disk, Text::Printable(path) + " cannot be made: " + error.message());
+  // What lies in a folder is on the disk when the folder is.
+  for (fs::path const& folder : missing)
+  {
+    std::string const above = folder.parent_path().native();
+    if (int const failure = OutputFile::SynchroniseFolder(above.empty() ? "." : above); failure != 0)
+      throw ToolError(ExitCode::Disk, Text::Printable(path) +
+                                          " was made, but cannot be brought to the disk: " + std::strerror(failure));
+  }
 }
 
 std::string OutputPlan::Target(std::string const& input, std::string const& suffix, std::string const& extension)

@@ -25,7 +25,7 @@ public:
   /// the folder of -d. Refuses a name that an earlier result of this call has, and standard input without -o and -d.
   std::string Target(std::string const& input, std::string const& suffix, std::string const& extension);
 
-  /// Makes a folder, and those above it, unless it is there.
+  /// Makes a folder, and those above it, unless it is there; new ones are brought to the disk.
   static void MakeFolder(std::string const& path);
 
 private:

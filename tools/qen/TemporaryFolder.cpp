@@ -1,6 +1,7 @@
 #include "TemporaryFolder.h"
 
 #include "ExitCode.h"
+#include "OutputPlan.h"
 #include "Text.h"
 
 #include <cerrno>
@@ -22,19 +23,16 @@ extern "C" void NoteSignal(int signal) { waitingSignal = signal; }
 
 TemporaryFolder::TemporaryFolder(std::string const& kept) : path_(kept), isKept_(!kept.empty())
 {
-  std::error_code error;
   if (isKept_)
-    fs::create_directories(path_, error);
-  else
   {
-    path_ = fs::temp_directory_path(error).native() + "/qen-XXXXXX";
-    if (mkdtemp(path_.data()) == nullptr)
-      error = std::error_code(errno, std::generic_category());
+    OutputPlan::MakeFolder(path_);
+    return;
   }
-  if (error)
-    throw ToolError(ExitCode::Disk, Text::Printable(path_) + " cannot be made: " + error.message());
-  if (!isKept_)
-    NoteSignals();
+  std::error_code error;
+  path_ = fs::temp_directory_path(error).native() + "/qen-XXXXXX";
+  if (mkdtemp(path_.data()) == nullptr)
+    throw ToolError(ExitCode::Disk, Text::Printable(path_) + " cannot be made: " + std::strerror(errno));
+  NoteSignals();
 }
 
 TemporaryFolder::~TemporaryFolder()

@@ -22,7 +22,7 @@ CARELESS_WRITER = command_words("QEN_CARELESS_WRITER", "careless_writer")
 STRIDE = int(os.environ.get("QEN_FAULTS_STRIDE", "1"))
 
 RECORD = struct.Struct("<IBBiiqII")
-CALLS = ("", "open", "read", "write", "synchronise", "truncate", "rename", "exchange", "link", "unlink", "make folder",
+CALLS = ("", "open", "read", "write", "synchronise", "synchronise all", "truncate", "rename", "exchange", "link", "unlink", "make folder",
          "remove folder", "set mode", "duplicate", "close")
 
 
@@ -281,6 +281,13 @@ class Disk:
         self.pending = [change for change in self.pending if change not in durable]
         for change in durable:
             self.apply_to(self.durable_names, change)
+
+    def take_synchronise_all(self, _):
+        self.pending = []
+        self.durable_names = dict(self.names)
+        for node in self.names.values():
+            if node is not FOLDER:
+                node.durable = node.data
 
     def take_rename(self, call):
         self.change({call.path: None, call.second: self.names[call.path]})

@@ -90,3 +90,20 @@ class DiskFindings(FaultTest):
         run = scenario.run("EIO", at, plain=True)
         self.assertEqual((5, "qen: pump.qts: pump.qts cannot be written: Input/output error; pump.xml is new already\n"), (run.code, run.err))
         self.assert_files({**scenario.files, "pump.xml": scenario.run().files["pump.xml"]}, run.files, run)
+
+    def test_a_folder_that_cannot_be_brought_to_the_disk_is_told(self):
+        scenario = self.case("import")
+        opened = [call.number for call in scenario.run().calls if call.name == "open" and call.path == "."]
+        self.assertEqual(1, len(opened))
+        for at in (opened[0], opened[0] + 1):
+            run = scenario.run("EIO", at)
+            self.assertEqual((5, "qen: run.csv: run.xml was written, but its folder cannot be brought to the disk: Input/output error\n"),
+                             (run.code, run.err))
+            self.assert_files(scenario.run().files, run.files, run)
+
+    def test_a_folder_that_may_be_written_but_not_read_is_good_enough(self):
+        scenario = self.case("import")
+        at = next(call.number for call in scenario.run("EACCES").calls if call.name == "open" and call.path == ".")
+        run = scenario.run("EACCES", at)
+        self.assertEqual(0, run.code)
+        self.assertIn("synchronise all", [call.name for call in run.calls])
