@@ -107,14 +107,13 @@ private:
 
   bool HoldsSameValues(TimeSignal before, std::string const& writtenPath, Report& report, std::string const& file) const
   {
-    InputFile const written(writtenPath);
-    Verification const verification = Verify(written);
+    TimeSignal after;
+    Verification const verification = ReadBack(writtenPath, after);
     if (!verification.IsGood())
     {
       report.Error(file, "not converted: the written file is damaged: " + verification.damage.front().text);
       return false;
     }
-    TimeSignal after = SignalFile::Read(written, job_);
     before.Uncompress();
     after.Uncompress();
     if (auto const difference = FirstDifference(before, after))
@@ -123,6 +122,26 @@ private:
       return false;
     }
     return true;
+  }
+
+  /// Verifies a written file and, when it is good, reads it.
+  Verification ReadBack(std::string const& path, TimeSignal& signal) const
+  try
+  {
+    InputFile const written(path);
+    Verification verification = Verify(written);
+    if (verification.IsGood())
+      signal = SignalFile::Read(written, job_);
+    return verification;
+  }
+  catch (std::bad_alloc const&)
+  {
+    throw;
+  }
+  catch (std::exception const& error)
+  {
+    throw ToolError(ExitCode::Disk,
+                    std::string("not converted: the written file cannot be read back: ") + error.what());
   }
 
   std::string Describe(std::string const& file, std::string const& target, SignalOutput const& output,

@@ -86,10 +86,9 @@ void SignalFile::Write(TimeSignal& signal, compression32_t compression, OutputFi
   {
     TimeSignalFile::Write(output.TemporaryPath(), signal, compression);
   }
-  catch (TimeSignalFileException const& error)
+  catch (TimeSignalFileException const&)
   {
-    throw ToolError(ExitCode::Disk,
-                    errno != 0 ? std::string("cannot be written: ") + std::strerror(errno) : std::string(error.what()));
+    output.Fail("cannot be written", errno != 0 ? errno : EIO);
   }
 }
 

@@ -76,6 +76,15 @@ std::string MakeText(trend_header_t const& header)
   return stream.str();
 }
 
+std::string ReadText(std::string const& path)
+{
+  InputFile const file(path);
+  if (file.Size() > kLargestDocument)
+    throw ToolError(ExitCode::Unreadable, "has " + std::to_string(file.Size()) + " bytes, too many");
+  std::vector<unsigned char> const bytes = file.ReadAll();
+  return {bytes.begin(), bytes.end()};
+}
+
 std::vector<std::string> Compare(Tree const& actual, Tree const& expected, bool identityAlone)
 {
   std::vector<std::string> differences;
@@ -120,24 +129,22 @@ void TrendDocument::RequireReplaceable(std::string const& path)
     return;
   try
   {
-    TrendDocument const document(path);
+    if (Tree(ReadText(path)).IsTrend())
+      return;
   }
-  catch (ToolError const&)
+  catch (ToolError const& failure)
   {
-    throw ToolError(ExitCode::Disk,
-                    Text::Printable(path) + " exists and is not the details document of a trend: choose another name");
+    throw ToolError(ExitCode::Disk, Text::Printable(path) + " exists and " + failure.what() + ": choose another name");
   }
+  throw ToolError(ExitCode::Disk,
+                  Text::Printable(path) + " exists and is not the details document of a trend: choose another name");
 }
 
 TrendDocument::TrendDocument(std::string const& path) : path_(path)
 {
   try
   {
-    InputFile const file(path);
-    if (file.Size() > kLargestDocument)
-      throw ToolError(ExitCode::Unreadable, "has " + std::to_string(file.Size()) + " bytes, too many");
-    std::vector<unsigned char> const bytes = file.ReadAll();
-    text_.assign(bytes.begin(), bytes.end());
+    text_ = ReadText(path);
   }
   catch (ToolError const& failure)
   {

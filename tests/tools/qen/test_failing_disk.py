@@ -107,3 +107,36 @@ class DiskFindings(FaultTest):
         run = scenario.run("EACCES", at)
         self.assertEqual(0, run.code)
         self.assertIn("synchronise all", [call.name for call in run.calls])
+
+    def test_the_file_that_cannot_be_written_is_named(self):
+        """Not the one that is read."""
+        scenario = self.case("import")
+        calls = scenario.run().calls
+        opened = [call.number for call in calls if call.name == "open" and is_temporary(call.path)]
+        written = [call.number for call in calls if call.name == "write"]
+        for at, name in ((opened[0], "run.qts"), (opened[1], "run.xml"), (opened[2], "run.qts"), (written[0], "run.xml"), (written[1], "run.qts")):
+            run = scenario.run("EIO", at)
+            self.assertEqual((5, "qen: run.csv: %s cannot be written: Input/output error\n" % name), (run.code, run.err))
+            self.assert_files(scenario.files, run.files, run)
+
+    def test_a_written_file_that_cannot_be_read_back_is_a_failure_of_the_disk(self):
+        scenario = self.case("convert --in-place")
+        calls = scenario.run().calls
+        written = max(call.number for call in calls if call.name == "write")
+        checked = [call.number for call in calls if call.name in ("open", "read") and call.number > written and is_temporary(call.path)]
+        self.assertGreaterEqual(len(checked), 4)  # verified, then read
+        for at in checked:
+            run = scenario.run("EIO", at)
+            self.assertRegex(run.err, r"^qen: pump\.qts: not converted: the written file cannot be read back: .*\n$")
+            self.assertEqual(5, run.code)
+            self.assert_files(scenario.files, run.files, run)
+
+    def test_a_document_that_cannot_be_read_is_not_taken_for_a_foreign_one(self):
+        scenario = self.case("trend merge --force")
+        calls = [call for call in scenario.run().calls if call.path == "c.xml" and call.name in ("open", "read")]
+        self.assertGreaterEqual(len(calls), 2)
+        for call in calls:
+            run = scenario.run("EIO", call.number)
+            reason = {"open": "opened", "read": "read"}[call.name]
+            self.assertEqual((5, "qen: c.xml exists and cannot be %s: Input/output error: choose another name\n" % reason), (run.code, run.err))
+            self.assert_files(scenario.files, run.files, run)
