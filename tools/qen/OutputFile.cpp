@@ -132,7 +132,11 @@ OutputFile::OutputFile(std::string const& target, Existing existing)
       Fail("not written", EEXIST);
     target_ = fs::canonical(target_).native(); // through links, so that the file itself is replaced
   }
-  Create(isStream_ ? fs::temp_directory_path(ignored).native() : FolderOf(target_));
+  std::error_code error;
+  std::string const folder = isStream_ ? fs::temp_directory_path(error).native() : FolderOf(target_);
+  if (error)
+    Fail("cannot be written, there is no folder for temporary files", error.value());
+  Create(folder);
 }
 
 OutputFile::~OutputFile()

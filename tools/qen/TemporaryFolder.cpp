@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <iterator>
 
@@ -30,8 +29,10 @@ TemporaryFolder::TemporaryFolder(std::string const& kept) : path_(kept), isKept_
   }
   std::error_code error;
   path_ = fs::temp_directory_path(error).native() + "/qen-XXXXXX";
-  if (mkdtemp(path_.data()) == nullptr)
-    throw ToolError(ExitCode::Disk, Text::Printable(path_) + " cannot be made: " + std::strerror(errno));
+  if (!error && mkdtemp(path_.data()) == nullptr)
+    error = std::error_code(errno, std::generic_category());
+  if (error)
+    throw ToolError(ExitCode::Disk, Text::Printable(path_) + " cannot be made: " + error.message());
   NoteSignals();
 }
 

@@ -159,5 +159,11 @@ class Demo(ToolTest):
         os.mkdir(self.path("tmp"))
         self.run_tool("demo", env=dict(os.environ, TMPDIR=os.fsdecode(self.path("tmp"))))
         self.assertEqual([], self.names("tmp"))
-        result = self.run_tool("demo", env=dict(os.environ, TMPDIR="/nonexistent"), code=5)
-        self.assertRegex(result.err, "^qen: .* cannot be made: .*\n$")
+
+    def test_without_a_folder_for_temporary_files_nothing_is_made(self):
+        """Nor in the root folder, where the superuser may write."""
+        elsewhere = dict(os.environ, TMPDIR=os.fsdecode(self.path("none")))
+        self.fails(5, "/qen-XXXXXX cannot be made: No such file or directory", "demo", env=elsewhere)
+        self.write("run.csv", "1\n2\n")
+        self.fails(5, "run.csv: standard output cannot be written, there is no folder for temporary files: No such file or directory",
+                   "import", "run.csv", "--rate", "1", "-o", "-", env=elsewhere)
