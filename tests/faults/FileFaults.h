@@ -7,16 +7,16 @@
 /// are not touched. For programs with one thread.
 ///
 /// Preloaded (LD_PRELOAD), it is told by the environment:
-///   QEN_FAULTS_FOLDER   the folder, absolute and without links; without it nothing happens
-///   QEN_FAULTS_KIND     EIO, ENOSPC, EINTR or EACCES: the error that a call gives; short: a transfer of half the
-///   bytes;
-///                       kill: SIGKILL before the call; none: calls are only counted
-///   QEN_FAULTS_AT       the number of the call that it happens to, from 1 on; only calls that can have this fault
-///   count QEN_FAULTS_REPEAT   once (the default) or forever: that call and those behind it. Of interruptions every
-///   second call,
-///                       because programs that repeat an interrupted call rely on its success in the end
-///   QEN_FAULTS_PLAIN    1: the file system cannot exchange two names, nor rename only to a name that is free
-///   QEN_FAULTS_LOG      a file that gets a record of each call, see FileFaults.cpp
+///   QEN_FAULTS_FOLDER  the folder, absolute and without links; without it nothing happens
+///   QEN_FAULTS_KIND    EIO, ENOSPC, EINTR, EACCES: the error that a call gives
+///                      short: a transfer of half the bytes
+///                      kill: SIGKILL before a call that changes something
+///                      none: nothing, calls are only counted
+///   QEN_FAULTS_AT      the number of the call that it happens to, from 1 on; only calls that can have it count
+///   QEN_FAULTS_REPEAT  once (the default), or forever: that call and those behind it; of interruptions every second
+///                      one, because programs that repeat an interrupted call rely on its success in the end
+///   QEN_FAULTS_PLAIN   1: the file system can neither exchange two names nor rename only to a free name
+///   QEN_FAULTS_LOG     a file that gets a record of each call, see FileFaults.cpp
 /// Such runs can be compared: the clock stands still, and random UUIDs are the same in each.
 ///
 /// A program that links it uses the functions below.

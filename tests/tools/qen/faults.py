@@ -61,8 +61,7 @@ def parse_calls(log, folder):
     position = 0
 
     def name(text):
-        text = os.fsdecode(text)
-        return os.path.relpath(text, folder) if text else ""
+        return os.fsdecode(text)[len(folder) + 1:] or "." if text else ""
 
     while position < len(log):
         size, = struct.unpack_from("<I", log, position)
