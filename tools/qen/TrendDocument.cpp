@@ -122,6 +122,14 @@ std::optional<TrendDocument> TrendDocument::Of(InputFile const& trendFile, trend
   return document;
 }
 
+bool TrendDocument::IsOf(std::string const& path, Uuid const& trend)
+{
+  if (InputFile(path).Size() > kLargestDocument)
+    return false;
+  Tree const tree(ReadText(path));
+  return tree.IsTrend() && tree.Value("HeaderInfo.vel:TrendUuid") == trend.ToString();
+}
+
 void TrendDocument::RequireReplaceable(std::string const& path)
 {
   std::error_code error;

@@ -2,6 +2,7 @@
 
 #include "InputFile.h"
 
+#include "platform/Uuid.h"
 #include "signalprocessing/io/file/TrendRecord.h"
 
 #include <optional>
@@ -20,6 +21,8 @@ public:
   /// The document beside a trend file, when there is one. Throws when it belongs to another trend; counts and times,
   /// which an interrupted change leaves behind, may differ.
   static std::optional<TrendDocument> Of(InputFile const& trendFile, trend_header_t const& header);
+  /// Whether a file is the document of a trend with this UUID.
+  static bool IsOf(std::string const& path, Uuid const& trend);
   /// Throws unless the path is free or holds the document of a trend: no other file gives way to one.
   static void RequireReplaceable(std::string const& path);
 

@@ -7,15 +7,12 @@
 #include "ShrinkReport.h"
 #include "Text.h"
 #include "TrendCsv.h"
-#include "TrendOutput.h"
+#include "TrendReplacement.h"
 
 #include "platform/QenTime.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <limits>
-#include <unistd.h>
 
 namespace
 {
@@ -35,10 +32,10 @@ constexpr char kDetails[] =
     "of the result is one of the old entries bit for bit and that all entries younger than an hour are there.\n"
     "Results are new trends named UUID.qtr, in the folder of the oldest file or in -o.\n\n"
     "With -o the old files stay. Without, they are removed once all new ones are complete and on the disk. If\n"
-    "the machine stops in between, nothing is lost: temporary files .qen-* may be left, which can be deleted,\n"
-    "or new files beside some or all of the old ones. Then delete the new ones, whose entries are all in the\n"
-    "old, if all old ones are there, else the old ones, and run again. A note tells when entries stand in\n"
-    "more than one file.\n"
+    "the machine stops in between, nothing is lost: run the same command again. By a list, .shrink-UUID, that\n"
+    "lies beside the new files meanwhile, it finishes what was begun, and does no more then, or takes it back\n"
+    "first. Temporary files .qen-* that are left can be deleted. A note tells when entries stand in more than\n"
+    "one file.\n"
     "Thin a stretch once per class: each further run takes a little more, since slots begin anew.\n\n"
     "Examples:\n"
     "  qen trend shrink trends --settings 1h:60/h,1d:24/d,7d:4/d,28d:1/d\n"
@@ -69,17 +66,24 @@ public:
   ExitCode Run(Report& report) override
   {
     RequireOptions();
+    InputFiles inputs = InputFiles::Expand(arguments_, kExtensions);
+    if (inputs.problems.empty())
+    {
+      if (SettleEarlierRuns(inputs.files, report))
+        return ExitCode::Good;
+      inputs = InputFiles::Expand(arguments_, kExtensions); // some may have been taken back
+    }
     TrendShrinker shrinker = MakeShrinker();
     std::vector<long long> const pins = ReadPins();
     TrendFamily family(base_.value_or(Uuid()));
-    ExitCode const code = ReadAll(family, report);
+    ExitCode const code = ReadAll(inputs, family, report);
     if (code != ExitCode::Good)
       return code;
     family.SortByTime();
     ShrinkPlan const plan(family, shrinker, now_.value_or(presentTime_), pins);
     if (plan.SharedEntries() != 0)
       report.Say("qen: " + Text::Counted(plan.SharedEntries(), "entry stands", "entries stand") +
-                 " in more than one file: did an earlier run end early? qen trend shrink --help tells");
+                 " in more than one file");
     std::vector<std::string> targets = Targets(family, plan);
     if (apply_ && !plan.Results().empty())
       Apply(family, plan, targets);
@@ -104,6 +108,45 @@ private:
     for (std::string const& argument : arguments_)
       if (removes && argument == "-")
         throw ToolError(ExitCode::Usage, "standard input cannot be replaced: -o");
+  }
+
+  /// @return whether one of them is what this run was asked for; it is done, then
+  bool SettleEarlierRuns(std::vector<std::string> const& files, Report& report) const
+  {
+    std::vector<std::string> folders;
+    if (!directory_.empty())
+      folders.push_back(directory_);
+    for (std::string const& file : files)
+      folders.push_back(fs::path(file).parent_path().native());
+    bool isDone = false;
+    for (TrendReplacement& run : TrendReplacement::Find(folders, files))
+    {
+      if (!apply_)
+        report.Note(run.Path(), "tells of a run that ended early; --apply settles it");
+      else if (run.Settle())
+        isDone = TellOfFinished(run, report);
+      else
+        report.Say("qen: a run that ended early was taken back: all of its old files are there");
+    }
+    return isDone;
+  }
+
+  bool TellOfFinished(TrendReplacement const& run, Report& report) const
+  {
+    Json object = JsonText::Object("qen.trend-shrink-finished/1");
+    object["results"] = Json::array();
+    for (std::string const& file : run.NewFiles())
+    {
+      Json result;
+      JsonText::AddPath(result, "file", file);
+      object["results"].push_back(result);
+      if (!json_)
+        report.Say(Text::Printable(file) + ": in its place");
+    }
+    if (json_)
+      report.Data(JsonText::Line(object));
+    report.Say("qen: a run that ended early was finished; nothing else was done");
+    return true;
   }
 
   TrendShrinker MakeShrinker() const
@@ -139,9 +182,8 @@ private:
   }
 
   /// All or none: what is missing would be missing from the result.
-  ExitCode ReadAll(TrendFamily& family, Report& report) const
+  static ExitCode ReadAll(InputFiles const& inputs, TrendFamily& family, Report& report)
   {
-    InputFiles const inputs = InputFiles::Expand(arguments_, kExtensions);
     ExitCode const code = inputs.ForEach(report,
                                          [&](std::string const& file)
                                          {
@@ -166,32 +208,17 @@ private:
   {
     if (!directory_.empty())
       OutputPlan::MakeFolder(directory_);
+    TrendReplacement replacement(fs::path(targets.front()).parent_path().native());
+    for (TrendFamily::Member const& member : family.Members())
+      replacement.AddOld(member, directory_.empty());
     std::list<TrendOutput> outputs;
     for (std::size_t i = 0; i < targets.size(); ++i)
     {
+      replacement.AddNew(plan.Results()[i]->getCurrentUuid().getUuid());
       outputs.emplace_back(targets[i], OutputFile::Existing::Refuse);
       outputs.back().Write(*plan.Results()[i]);
     }
-    TrendOutput::Commit(outputs);
-    if (!directory_.empty())
-      return;
-    for (TrendFamily::Member const& member : family.Members())
-    {
-      Remove(member.path);
-      if (!member.loaded.documentPath.empty())
-        Remove(member.loaded.documentPath);
-    }
-  }
-
-  /// The file itself and, when the name is a link to it, the link.
-  static void Remove(std::string const& path)
-  {
-    std::error_code error;
-    fs::path const file = fs::canonical(path, error);
-    for (std::string const& name : {error ? path : file.native(), path})
-      if (unlink(name.c_str()) != 0 && errno != ENOENT)
-        throw ToolError(ExitCode::Disk, "the new trends are complete, but " + Text::Printable(name) +
-                                            " cannot be removed: " + std::strerror(errno));
+    replacement.Commit(outputs);
   }
 
   void Print(TrendFamily const& family, ShrinkPlan const& plan, TrendShrinker const& shrinker,

@@ -1,9 +1,10 @@
 """The commands that write, each with small inputs and with what it promises: groups of files that change together or not at all."""
 
+import collections
 import uuid
 
 from support import Details, Named, archive_form, document, pack, signal_of, wav
-from trend_support import DAY, HOUR, MINUTE, START, TREND, entry, trend_document, trend_file
+from trend_support import DAY, HOUR, START, TREND, entry, parse_trend, thin, trend_document, trend_file
 
 ID = [uuid.UUID("7a000000-0000-4000-8000-00000000000%d" % i) for i in range(10)]
 OTHER = "e0000000-0000-4000-8000-000000000099"
@@ -31,14 +32,16 @@ ARCHIVE = {"two.qta": archive_form(PUMP["pump.qts"], FULL) + archive_form(TWO["f
 TABLE = {"rms.csv": b"time,value [mm/s]\n" + b"".join(b"2026-11-20T0%d:00:00Z,%d.5\n" % (i, i) for i in range(5))}
 HOURS = [entry(START + i * HOUR, float(i), 1 + i % 2) for i in range(48)]
 TRENDS = {**trend_files("a", HOURS[:24]), **trend_files("b", HOURS[24:])}
+# What the settings of SHRINK leave of TRENDS: new trends of three entries each.
+THINNED = collections.Counter(e for _, entries in thin([(0.0, HOURS[:24]), (0.0, HOURS[24:])], (0, 0, 0, 2), NOW) for e in entries)
 IMPORT = ("--rate", "10", "--unit", "g", "--time", "0", "--measurement", OTHER)
-SHRINK = ("trend", "shrink", "--settings", "28d:2/d", "--max-size", "3", "--now", str(NOW), "--apply", "-q")
+SHRINK = ("trend", "shrink", "--settings", "28d:2/d", "--max-size", "3", "--now", str(NOW), "--apply")
 
 
 class Case:
-    def __init__(self, name, files, *arguments, groups, gone=()):
-        """`groups`: names of files that change together; `gone`: files that are removed when all groups are new."""
-        self.name, self.files, self.arguments, self.groups, self.gone = name, files, arguments, groups, gone
+    def __init__(self, name, files, *arguments, groups=()):
+        """`groups`: names of files that change together."""
+        self.name, self.files, self.arguments, self.groups = name, files, arguments, groups
 
 
 def pairs(*names, record=".qts"):
@@ -66,9 +69,56 @@ CASES = [
          groups=pairs("c", record=".qtr")),
     Case("trend delete --in-place", TRENDS, "trend", "delete", "a.qtr", "--from", "2026-11-20T03:00:00Z", "--to", "2026-11-20T05:00:00Z",
          "--in-place", groups=pairs("a", record=".qtr")),
-    Case("trend shrink --apply", TRENDS, *SHRINK, ".", groups=[], gone=sorted(TRENDS)),
-    Case("trend shrink --apply -o", TRENDS, *SHRINK, "a.qtr", "b.qtr", "-o", "new", groups=[]),
+    Case("trend shrink --apply", TRENDS, *SHRINK, "."),
+    Case("trend shrink --apply of files", TRENDS, *SHRINK, "a.qtr", "b.qtr"),
+    Case("trend shrink --apply -o", TRENDS, *SHRINK, "a.qtr", "b.qtr", "-o", "new"),
     Case("trend dump", {**TRENDS, "a.csv": b"old"}, "trend", "dump", "a.qtr", "-o", "a.csv", "--force", groups=[{"a.csv"}]),
     Case("demo --keep", {"tiny.csv": b"1\n2\n5\n"}, "demo", "tiny.csv", "--rate", "10", "--keep",
          "kept", "-q", groups=pairs(*("kept/tiny-" + form for form in ("imported", "centred", "zlib", "gzip"))) + [{"kept/tiny-exported.csv"}]),
 ]
+
+
+def case_of(name):
+    return next(case for case in CASES if case.name == name)
+
+
+def trends_of(files):
+    """The trends that stand in files with their documents, whole and good: {name: entries}."""
+    found = {}
+    for name, data in files.items():
+        if name.endswith(".qtr") and files.get(name[:-4] + ".xml") == trend_document(data, "mm/s"):
+            found[name] = parse_trend(data)["entries"]
+    return found
+
+
+def shrink_problems(before, files):
+    """What is wrong with files that an end at any moment left of a thinning of TRENDS: entries that thinning keeps are missing from
+    the good trends, or an old trend has gone before all new ones were there."""
+    trends = trends_of(files)
+    there = collections.Counter(e for entries in trends.values() for e in entries)
+    problems = []
+    if THINNED - there:
+        problems.append("%d entries are missing" % sum((THINNED - there).values()))
+    old = {name for name in before if name.endswith((".qtr", ".xml"))}
+    new = collections.Counter(e for name, entries in trends.items() if name not in old for e in entries)
+    gone = sorted(name for name in old if files.get(name) != before[name])
+    if gone and new != THINNED:
+        problems.append("%s went before all new trends were there" % ", ".join(gone))
+    return problems
+
+
+def shrunk_problems(before, files, in_place, folder=""):
+    """What is wrong when thinning has succeeded: the new trends stand there, each entry once, and nothing else is new."""
+    problems = []
+    old = {name: data for name, data in before.items() if name.endswith((".qtr", ".xml"))}
+    rest = {name: data for name, data in files.items() if name not in old}
+    if in_place and set(old) & set(files):
+        problems.append("old files are there: %s" % sorted(set(old) & set(files)))
+    if not in_place and any(files.get(name) != data for name, data in old.items()):
+        problems.append("old files changed")
+    trends = trends_of(rest)
+    if collections.Counter(e for entries in trends.values() for e in entries) != THINNED:
+        problems.append("the new trends are not the thinned ones")
+    pairs = {name for trend in trends for name in (trend, trend[:-4] + ".xml")}
+    problems += ["%s is left behind" % name for name in sorted(set(rest) - pairs)]
+    return problems

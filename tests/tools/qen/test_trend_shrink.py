@@ -1,3 +1,4 @@
+import fcntl
 import os
 import random
 import resource
@@ -10,6 +11,7 @@ from trend_support import (CONFIG, DAY, HOUR, MINUTE, SECOND, START, TREND, UNIT
 NOW = START + 60 * DAY
 SETTINGS = "1h:60/h,1d:24/d,7d:4/d,28d:1/d"
 COUNTS = (60, 24, 4, 1)
+HOURS = [entry(START + i * HOUR, float(i), 1) for i in range(48)]
 
 
 def device(*classes):
@@ -23,7 +25,7 @@ def per(unit, count):
     return "<vel:NumberOfRemainingTrendEntriesPer%s>%d</vel:NumberOfRemainingTrendEntriesPer%s>" % (unit, count, unit)
 
 
-class Shrink(ToolTest):
+class ShrinkTest(ToolTest):
     def put(self, name, entries, method="zlib", unit="mm/s", **header):
         header.setdefault("trend", uuid.uuid5(TREND, name))
         data = trend_file(entries, method, **header)
@@ -47,6 +49,8 @@ class Shrink(ToolTest):
             trends.append(trend)
         return trends
 
+
+class Shrink(ShrinkTest):
     def compare_with_model(self, trends, counts=COUNTS, settings=SETTINGS, pins=(), now=NOW):
         """Thins trends, each a (limit, entries), and compares all that remains, bit for bit."""
         for i, (limit, entries) in enumerate(trends):
@@ -253,12 +257,11 @@ class Shrink(ToolTest):
         self.assertIn("./a.qtr: is the same trend as a.qtr: ", result.err)
 
     def test_entries_in_two_files_are_told(self):
-        """What an interrupted run leaves: new files beside old ones."""
         entries = [entry(START + i * HOUR) for i in range(24)]
         self.put("a", entries)
         self.put("b", entries[6:20:12])
         result = self.shrink("a.qtr", "b.qtr", "--settings", "28d:24/d")
-        self.assertIn("qen: 2 entries stand in more than one file: did an earlier run end early? qen trend shrink --help tells\n", result.err)
+        self.assertIn("qen: 2 entries stand in more than one file\n", result.err)
 
     def test_a_folder_that_cannot_be_written_changes_nothing(self):
         self.put("a", [entry(START + i * HOUR) for i in range(24)])
@@ -299,3 +302,156 @@ class Shrink(ToolTest):
         o = self.run_tool("trend", "shrink", "a.qtr", "--settings", "28d:1/d", "--json").objects()[0]
         self.assertEqual((24, 1), (o["entries_before"], o["entries_after"]))
         self.assertEqual(["up to 1 hour", 0], [o["classes"][0][k] for k in ("age", "entries_before")])
+
+
+class EarlyEnd(ShrinkTest):
+    """A list of new and old trends, as a run that ended early leaves it, and what the next run makes of it."""
+
+    SETTINGS = ("--settings", "28d:24/d", "--apply")
+
+    def setUp(self):
+        super().setUp()
+        self.put("a", HOURS[:24])
+        self.put("b", HOURS[24:])
+        self.new = [uuid.uuid5(TREND, name) for name in ("new 1", "new 2")]
+        for one, entries in zip(self.new, (HOURS[:30:2], HOURS[30::2])):
+            self.put(str(one), entries, trend=one)
+
+    def put_list(self, new=None, old=("a", "b"), kind="old", name=".shrink-%s" % TREND, end="end"):
+        words = ["qen.trend-shrink-list/1"]
+        for one in self.new if new is None else new:
+            words += ["new", str(one)]
+        for one in old:
+            words += [kind, str(uuid.uuid5(TREND, one)), one + ".qtr", one + ".xml", ""]
+        self.write(name, "".join(word + "\0" for word in words + [end]))
+        return name
+
+    def new_names(self):
+        return sorted("%s.%s" % (one, extension) for one in self.new for extension in ("qtr", "xml"))
+
+    def files(self):
+        return {name: self.read(name) for name in self.names() if os.path.isfile(self.path(name))}
+
+    def test_all_new_trends_are_there_and_the_old_ones_go(self):
+        for gone in ((), ("a.qtr",), ("a.qtr", "a.xml", "b.qtr")):
+            for arguments in (("a.qtr", "b.qtr"), (".",), (str(self.new[0]) + ".qtr",), ("./b.qtr",)):
+                with self.subTest(gone=gone, arguments=arguments):
+                    self.setUp()
+                    self.put_list()
+                    before = self.files()
+                    for name in gone:
+                        os.unlink(self.path(name))
+                    result = self.shrink(*arguments, *self.SETTINGS)
+                    self.assertEqual({name: before[name] for name in self.new_names()}, self.files())
+                    folder = os.path.realpath(self.folder)
+                    self.assertEqual(["%s/%s.qtr: in its place" % (folder, one) for one in self.new] +
+                                     ["qen: a run that ended early was finished; nothing else was done"], result.err.splitlines())
+                    self.assertEqual("", result.out)
+
+    def test_json_tells_of_it(self):
+        self.put_list()
+        result = self.shrink(".", *self.SETTINGS, "--json", "-q")
+        self.assertEqual([{"schema": "qen.trend-shrink-finished/1", "results": [
+            {"file": "%s/%s.qtr" % (os.path.realpath(self.folder), one)} for one in self.new]}], result.objects())
+
+    def test_a_new_trend_is_missing_or_damaged_and_all_are_taken_back(self):
+        for damage in ("no record", "no document", "cut", "another trend"):
+            with self.subTest(damage):
+                self.setUp()
+                self.put_list()
+                record, document = "%s.qtr" % self.new[1], "%s.xml" % self.new[1]
+                if damage == "no record":
+                    os.unlink(self.path(record))
+                elif damage == "no document":
+                    os.unlink(self.path(document))
+                elif damage == "cut":
+                    self.write(record, self.read(record)[:-1])
+                else:
+                    self.put(str(self.new[1]), HOURS[30::2], trend=TREND)
+                result = self.shrink("a.qtr", "b.qtr", *self.SETTINGS)
+                self.assertEqual("qen: a run that ended early was taken back: all of its old files are there", result.err.splitlines()[0])
+                left = self.files()
+                trends = [parse_trend(data) for name, data in left.items() if name.endswith(".qtr") and name not in (record,)]
+                self.assertEqual(HOURS, sorted((e for t in trends for e in t["entries"]), key=time_of))
+                foreign = {record, document} if damage == "another trend" else set()  # not what the list names
+                self.assertEqual(2 * len(trends) + len(foreign), len(left))
+
+    def test_new_and_old_files_are_missing_and_all_stay(self):
+        self.put_list()
+        os.unlink(self.path("a.qtr"))
+        os.unlink(self.path("%s.qtr" % self.new[0]))
+        before = self.files()
+        result = self.shrink("b.qtr", *self.SETTINGS, code=5)
+        self.assertEqual("qen: %s/.shrink-%s tells of a run that ended early, but some of its new files are missing and some of its old ones, "
+                         "too: put files back, or delete it\n" % (os.path.realpath(self.folder), TREND), result.err)
+        self.assertEqual(before, self.files())
+
+    def test_a_list_at_which_another_run_is_at_work_is_left_alone(self):
+        name = self.put_list()
+        before = self.files()
+        with open(self.path(name), "rb") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.fails(5, "another run is replacing these trends (%s/%s)" % (os.path.realpath(self.folder), name),
+                       "trend", "shrink", "a.qtr", "--now", str(NOW), *self.SETTINGS)
+        self.assertEqual(before, self.files())
+
+    def test_without_apply_it_is_told_and_nothing_changes(self):
+        name = self.put_list()
+        before = self.files()
+        result = self.shrink("a.qtr", "b.qtr", "--settings", "28d:24/d")
+        self.assertEqual("qen: %s/%s: tells of a run that ended early; --apply settles it" % (os.path.realpath(self.folder), name),
+                         result.err.splitlines()[0])
+        self.assertEqual(before, self.files())
+
+    def test_files_that_stay_are_only_read(self):
+        """A list beside results of -o."""
+        self.put_list(kind="kept")
+        before = self.files()
+        self.shrink("a.qtr", "b.qtr", "-o", ".", *self.SETTINGS)
+        self.assertEqual({name: data for name, data in before.items() if not name.startswith(".")}, self.files())
+
+    def test_only_the_trends_that_are_named_go(self):
+        """Not what has their names by now, nor what a list has no business with."""
+        self.put("a", HOURS[:5], trend=TREND)
+        self.write("b.xml", "mine")
+        self.write("c.qtr", "mine, too")
+        self.put_list(old=("a", "b", "c"))
+        result = self.shrink(".", *self.SETTINGS)
+        self.assertIn("was finished", result.err)
+        self.assertEqual(sorted(self.new_names() + ["a.qtr", "a.xml", "b.xml", "c.qtr"]), self.names())
+
+    def test_lists_of_other_files_stay(self):
+        self.put("c", HOURS)
+        name = self.put_list()
+        self.shrink("c.qtr", *self.SETTINGS)
+        self.assertIn(name, self.names())
+        self.assertIn("a.qtr", self.names())
+
+    def test_what_is_no_list_stays(self):
+        whole = self.read(self.put_list())
+        os.mkdir(self.path(".shrink-folder"))
+        before = {name: data for name, data in self.files().items() if not name.startswith(".shrink")}
+        for data in (b"", b"end\0", whole[:-1], whole[:-5], whole.replace(b"list/1", b"list/2"), b"\0" * 50, whole.replace(b"new", b"new\0x"),
+                     whole.replace(str(self.new[0]).encode(), b"nonsense")):
+            self.write(".shrink-%s" % TREND, data)
+            self.shrink("a.qtr", *self.SETTINGS, "-o", "out")
+            self.assertEqual(before, {name: data for name, data in self.files().items() if not name.startswith(".shrink")})
+            self.assertEqual(data, self.read(".shrink-%s" % TREND))
+
+    def test_names_of_any_bytes_and_links(self):
+        name = b"store/a\nb \xff"
+        os.mkdir(self.path("store"))
+        for extension in (b".qtr", b".xml"):
+            os.rename(self.path(b"a" + extension), self.path(name + extension))
+        os.symlink(name + b".qtr", self.path("a.qtr"))
+        trend = str(uuid.uuid5(TREND, "a")).encode()
+        self.write(".shrink-x", b"qen.trend-shrink-list/1\0" + b"".join(b"new\0%s\0" % str(one).encode() for one in self.new) +
+                   b"old\0" + trend + b"\0" + name + b".qtr\0a.qtr\0" + name + b".xml\0\0end\0")
+        self.shrink("a.qtr", *self.SETTINGS)
+        self.assertEqual([], self.names("store"))
+        self.assertEqual(sorted(self.new_names() + ["b.qtr", "b.xml", "store"]), self.names())
+
+    def test_no_list_is_left_behind(self):
+        for arguments in (("a.qtr", "b.qtr", "-o", "out"), ("a.qtr", "b.qtr")):
+            self.shrink(*arguments, *self.SETTINGS)
+            self.assertEqual([], [name for name in self.names() + self.names("out") if name.startswith(".")])
