@@ -2,12 +2,14 @@
 
 #include "failing_memory/Scenario.h"
 #include "failing_memory/Sight.h"
+#include "support/LogCapture.h"
 
 #include <ios>
 #include <new>
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 // What scenarios of several subjects have in common.
 
@@ -65,6 +67,24 @@ auto Refusing(F function)
                            .act = [function](Nothing&) { function(); },
                            .see = [](Nothing&) { return std::string(); }};
 }
+
+/// The records of its time, of a capture that is there for the whole test: log4cpp remembers every sink that there ever
+/// was.
+class RecordsOfItsTime
+{
+public:
+  explicit RecordsOfItsTime(LogCapture& capture) : capture_(capture) { capture_.Forget(); }
+  RecordsOfItsTime(RecordsOfItsTime const&) = delete;
+  RecordsOfItsTime& operator=(RecordsOfItsTime const&) = delete;
+  ~RecordsOfItsTime() { capture_.Forget(); }
+
+  std::vector<LogRecord> Get() const { return capture_.Records(); }
+
+private:
+  LogCapture& capture_;
+};
+
+inline constexpr char const kTimeSignalCategory[] = "example.qen.velmora.libs.signalprocessing.io.file.time_signal";
 
 /// Streams take a failed allocation for a failure of their own and show it in their state, where their owner looks.
 inline void RequireGood(std::ios const& stream)

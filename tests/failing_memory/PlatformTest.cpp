@@ -8,12 +8,12 @@
 #include "platform/database/DeviceDO.h"
 #include "signalprocessing/io/file/Trend.h"
 #include "signalprocessing/typeconverter/StringUtil.h"
-#include "support/LogCapture.h"
 #include "utilities/exception/ExceptionFactory.h"
 
 #include <cstdarg>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -192,20 +192,20 @@ constexpr char const kCategory[] = "example.qen.test.failing_memory";
 /// A record that is logged, and the sink that gets it.
 struct Logging
 {
-  LogCapture log{kCategory};
+  RecordsOfItsTime log;
   MessageLogger* logger = MessageLogger::getLogger(kCategory);
 };
 
 /// Logging never fails: the record is there whole or not at all.
-Scenario<Logging> LoggingWith(std::function<void(Logging&)> log)
+Scenario<Logging> LoggingWith(LogCapture& capture, std::function<void(Logging&)> log)
 {
-  return {.make = [] { return Logging(); },
+  return {.make = [&capture] { return Logging{RecordsOfItsTime(capture)}; },
           .act = std::move(log),
           .see =
               [](Logging& logging)
           {
             Sight sight;
-            for (LogRecord const& record : logging.log.Records())
+            for (LogRecord const& record : logging.log.Get())
             {
               sight.Add(record.category);
               sight.Add(record.priority);
@@ -214,30 +214,57 @@ Scenario<Logging> LoggingWith(std::function<void(Logging&)> log)
             return sight.Text();
           },
           .faultOfSuccess = [](Logging& logging, Attempt const&) -> std::string
-          { return logging.log.Records().empty() ? "" : "record came through though memory failed"; }};
+          { return logging.log.Get().empty() ? "" : "record came through though memory failed"; }};
 }
 } // namespace
 
 TEST(PlatformFailingMemory, RecordIsLoggedWholeOrLost)
 {
-  auto const log =
-      LoggingWith([](Logging& logging)
-                  { LogObject(logging.logger, log4cpp::Priority::WARN, "unit.cpp", 1)("%s %d", kLong.c_str(), 7); });
-  ExpectEndures(log);
+  LogCapture capture(kCategory);
+  auto const record = [](Logging& logging)
+  { LogObject(logging.logger, log4cpp::Priority::WARN, "unit.cpp", 1)("%s %d", kLong.c_str(), 7); };
+  ExpectEndures(LoggingWith(capture, record));
   TrendException const exception = MakeCausedException();
-  ExpectEndures(
-      LoggingWith([&](Logging& logging)
-                  { ExceptionLogger::log(logging.logger, log4cpp::Priority::ERROR, "unit.cpp", 1, exception); }));
+  auto const caught = [&](Logging& logging)
+  { ExceptionLogger::log(logging.logger, log4cpp::Priority::ERROR, "unit.cpp", 1, exception); };
+  ExpectEndures(LoggingWith(capture, caught));
+}
+
+// A thread's first record makes what log4cpp keeps for each thread.
+TEST(PlatformFailingMemory, FirstRecordOfAThreadIsLoggedWholeOrLost)
+{
+  LogCapture capture(kCategory);
+  MessageLogger* const logger = MessageLogger::getLogger(kCategory);
+  for (FailureSpan const span : {FailureSpan::kOnce, FailureSpan::kPersistently})
+    for (unsigned long call = 1, failures = 1; failures != 0; ++call)
+    {
+      capture.Forget();
+      Ending ending;
+      std::thread(
+          [&]
+          {
+            MemoryFailure failure(call, span);
+            ending = Ending::Of(failure, [&]
+                                { LogObject(logger, log4cpp::Priority::WARN, "unit.cpp", 1)("%s", kLong.c_str()); });
+            failures = failure.Failures();
+          })
+          .join();
+      std::vector<LogRecord> const records = capture.Records();
+      EXPECT_STREQ(ending.Text(), "returned") << call;
+      EXPECT_EQ(records.size(), failures == 0 ? 1U : 0U) << call;
+      EXPECT_TRUE(records.empty() || records[0].text == kLong) << call;
+      EXPECT_TRUE(call > 1 || failures != 0) << "no call failed";
+    }
 }
 
 TEST(PlatformFailingMemory, DisabledRecordNeedsNoSink)
 {
-  Logging logging;
-  log4cpp::Category::getInstance(kCategory).setPriority(log4cpp::Priority::ERROR);
+  LogCapture const capture(kCategory, log4cpp::Priority::ERROR);
+  MessageLogger const* const logger = MessageLogger::getLogger(kCategory);
   ExpectNeedsNoMemory(
       [&]
       {
-        if (logging.logger->isEnabled(log4cpp::Priority::WARN))
+        if (logger->isEnabled(log4cpp::Priority::WARN))
           throw 1;
       });
 }

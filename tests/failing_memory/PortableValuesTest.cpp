@@ -4,7 +4,6 @@
 #include "failing_memory/CommonScenarios.h"
 #include "signalprocessing/io/file/TimeSignalArchive.h"
 #include "support/ArchiveForm.h"
-#include "support/LogCapture.h"
 
 #include <limits>
 #include <memory>
@@ -268,6 +267,35 @@ TEST(ArchiveFailingMemory, SignalIsReadOverAnotherOneWholeOrTheFailureIsSeen)
   ExpectEndures(ReadingSignal(ObjectWithArrayOfTheCallers));
 }
 
+TEST(ArchiveFailingMemory, HandlesAreWrittenAndReadAsTheirSignals)
+{
+  Scenario<Archiving> writing = WritingSignal();
+  writing.act = [handle = HandleOn(LongDescription())](Archiving& archiving)
+  {
+    archiving.archive << handle;
+    RequireGood(archiving.archive);
+  };
+  ExpectEndures(writing);
+
+  struct HandleReading
+  {
+    TimeSignal handle = HandleOn(LongDescription(data_int8_t, zlib));
+    Archive archive{ArchiveForm(LongDescription())};
+  };
+  ExpectEndures(Scenario<HandleReading>{
+      .make = [] { return HandleReading(); },
+      .act =
+          [](HandleReading& reading)
+      {
+        reading.archive >> reading.handle;
+        RequireGood(reading.archive);
+      },
+      .see = [](HandleReading& reading) { return Sight::Of(reading.handle); },
+      .endings = ValueEndings(kDeserializing),
+      .faultOfFailure = [](HandleReading& reading, Attempt const&) { return FaultOfUse(*ObjectOf(reading.handle)); },
+      .rewind = [](HandleReading& reading) { reading.archive.str(ArchiveForm(LongDescription())); }});
+}
+
 TEST(ArchiveFailingMemory, HandleThatIsSharedIsRefusedOrTheRefusalFindsNoMemory)
 {
   TimeSignal first = HandleOn(LongDescription());
@@ -284,22 +312,23 @@ namespace
 /// A reading that ends at a wrong tag, and its log.
 struct WrongTagReading
 {
-  LogCapture log{"example.qen.velmora.libs.signalprocessing.io.file.time_signal"};
-  InternalTimeSignal signal;
+  RecordsOfItsTime log;
+  InternalTimeSignal signal{};
   Archive archive{PlainBytes(LongDescription().header) + PortableUnsigned(1)};
 };
 } // namespace
 
 TEST(ArchiveFailingMemory, WrongTagIsReportedThoughItsRecordIsLost)
 {
+  LogCapture capture(kTimeSignalCategory);
   ExpectEndures(Scenario<WrongTagReading>{
-      .make = [] { return WrongTagReading(); },
+      .make = [&] { return WrongTagReading{RecordsOfItsTime(capture)}; },
       .act = [](WrongTagReading& reading) { reading.archive >> reading.signal; },
       .see = [](WrongTagReading& reading) { return Sight::Of(reading.signal); },
       .faultOfFailure =
           [](WrongTagReading& reading, Attempt const&)
       {
-        std::vector<LogRecord> const records = reading.log.Records();
+        std::vector<LogRecord> const records = reading.log.Get();
         bool const isCut = records.size() > 1 || (records.size() == 1 && records[0].text != "Wrong tag!");
         return isCut ? std::string("record is cut") : FaultOfUse(reading.signal);
       },

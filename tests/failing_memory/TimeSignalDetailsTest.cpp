@@ -4,7 +4,6 @@
 #include "failing_memory/CommonScenarios.h"
 #include "platform/Options.h"
 #include "support/ClassicStream.h"
-#include "support/LogCapture.h"
 
 #include <locale>
 #include <memory>
@@ -258,14 +257,14 @@ namespace
 /// A signal that is made of a database object with a wrong checksum, and the log of that.
 struct LoggedReading
 {
-  LogCapture log{"example.qen.velmora.libs.signalprocessing.io.file.time_signal"};
-  std::optional<TimeSignal> signal;
+  RecordsOfItsTime log;
+  std::optional<TimeSignal> signal{};
 
-  std::string FaultOfLog(std::size_t atLeast) const
+  std::string FaultOfLog() const
   {
-    std::vector<LogRecord> const records = log.Records();
-    if (records.size() < atLeast || records.size() > 1)
-      return "wrong number of records";
+    std::vector<LogRecord> const records = log.Get();
+    if (records.size() > 1)
+      return "more than one record";
     return records.empty() || records[0].text.starts_with("Saved checksum : ") ? "" : "record is cut";
   }
 };
@@ -277,12 +276,13 @@ TEST(TimeSignalDetailsFailingMemory, SignalWithAWrongChecksumIsMadeThoughItsReco
   Bytes bytes = stored->getBinaryData();
   bytes[FieldOffset::kHeaderChecksum] ^= 1;
   stored->setBinaryData(bytes);
+  LogCapture capture(kTimeSignalCategory);
   ExpectEndures(Scenario<LoggedReading>{
-      .make = [] { return LoggedReading(); },
+      .make = [&] { return LoggedReading{RecordsOfItsTime(capture)}; },
       .act = [&](LoggedReading& reading) { reading.signal.emplace(*stored); },
-      .see = [](LoggedReading& reading) { return Sight::Of(reading.signal) + reading.FaultOfLog(0); },
+      .see = [](LoggedReading& reading) { return Sight::Of(reading.signal) + reading.FaultOfLog(); },
       .faultOfSuccess = [](LoggedReading& reading, Attempt const& attempt) -> std::string
-      { return Sight::Of(reading.signal) == attempt.reference ? reading.FaultOfLog(0) : "another signal"; }});
+      { return Sight::Of(reading.signal) == attempt.reference ? reading.FaultOfLog() : "another signal"; }});
 }
 
 TEST(TimeSignalDetailsFailingMemory, RefusedDatabaseObjectIsRefusedOrTheRefusalFindsNoMemory)

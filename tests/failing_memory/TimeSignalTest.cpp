@@ -2,7 +2,6 @@
 
 #include "failing_memory/CommonScenarios.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
-#include "support/LogCapture.h"
 #include "support/SignalState.h"
 
 #include <memory>
@@ -14,8 +13,6 @@
 
 namespace
 {
-constexpr char const kCategory[] = "example.qen.velmora.libs.signalprocessing.io.file.time_signal";
-
 /// Keeps the parts of a signal in memory of their own.
 struct Ingredients
 {
@@ -211,6 +208,21 @@ TEST(TimeSignalFailingMemory, SignalThatCannotBeCompressedOtherwiseStaysOrIsUnco
   ExpectEndures(scenario);
 }
 
+TEST(TimeSignalFailingMemory, SignalWithTooShortAnArrayThatCannotBeCompressedStays)
+{
+  Scenario<Handles> scenario =
+      Changing(LongDescription(), Sharing::kAlone, [](TimeSignal& signal) { signal.Compress(zlib); });
+  scenario.make = []
+  {
+    Handles handles{HandleOn(LongDescription()), {}};
+    // The array goes on with zeros, which the stream holds too.
+    handles.own.GetHeader()->SampleCount += 10;
+    handles.own.GetHeader()->DataArrayByteCount += 20;
+    return handles;
+  };
+  ExpectEndures(scenario);
+}
+
 TEST(TimeSignalFailingMemory, SignalThatCannotBeUncompressedStays)
 {
   for (compression32_t const form : {zlib, gzip})
@@ -376,23 +388,27 @@ struct Comparison
 {
   std::unique_ptr<InternalTimeSignal> whole = ObjectWith(LongDescription());
   std::unique_ptr<InternalTimeSignal> bare = ObjectWith(LongDescription());
-  LogCapture log{kCategory};
+  RecordsOfItsTime log;
   std::string result = "none yet";
 
-  Comparison() { delete[] std::exchange(bare->GetHeader()->Samples, nullptr); }
+  explicit Comparison(LogCapture& capture) : log(capture)
+  {
+    delete[] std::exchange(bare->GetHeader()->Samples, nullptr);
+  }
 };
 } // namespace
 
 TEST(TimeSignalFailingMemory, ComparisonIsRightThoughItsWarningIsLost)
 {
+  LogCapture capture(kTimeSignalCategory);
   ExpectEndures(Scenario<Comparison>{
-      .make = [] { return Comparison(); },
+      .make = [&] { return Comparison(capture); },
       .act = [](Comparison& comparison)
       { comparison.result = *comparison.whole != *comparison.bare ? "different" : "same"; },
-      .see = [](Comparison& comparison) { return Sight::Of(comparison.result, comparison.log.Records().size()); },
+      .see = [](Comparison& comparison) { return Sight::Of(comparison.result, comparison.log.Get().size()); },
       .faultOfSuccess = [](Comparison& comparison, Attempt const&) -> std::string
       {
-        std::vector<LogRecord> const records = comparison.log.Records();
+        std::vector<LogRecord> const records = comparison.log.Get();
         if (comparison.result != "different" || records.size() > 1)
           return "wrong comparison";
         return records.empty() || records[0].text == "Sample array missing!" ? "" : "warning is cut";

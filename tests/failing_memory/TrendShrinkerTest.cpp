@@ -55,11 +55,11 @@ std::vector<CharacteristicValueDataDO> Values() { return ValuesAt({kNow - 40 * k
 /// A run, what it gave in either form, and what it logged. Owning what it gave takes no memory.
 struct LoggedRun
 {
-  LogCapture log{kTrendShrinkerCategory};
+  RecordsOfItsTime log;
   std::vector<TrendDataDO*> trends;
   ShrinkOutput ownedTrends;
 
-  LoggedRun() = default;
+  explicit LoggedRun(LogCapture& capture) : log(capture) {}
   LoggedRun(LoggedRun const&) = delete;
   LoggedRun& operator=(LoggedRun const&) = delete;
   ~LoggedRun()
@@ -79,16 +79,17 @@ struct LoggedRun
   }
   bool HasReportedAnUnknownException() const
   {
-    std::vector<LogRecord> const records = log.Records();
+    std::vector<LogRecord> const records = log.Get();
     return !records.empty() && records.back().priority == log4cpp::Priority::ERROR &&
            records.back().text == "Unknown exception in function ShrinkTrends()!";
   }
 };
 
-Scenario<LoggedRun> Running(std::function<void(LoggedRun&)> run)
+Scenario<LoggedRun> Running(LogCapture& capture, std::function<void(LoggedRun&)> run)
 {
-  return {
-      .make = [] { return LoggedRun(); }, .act = std::move(run), .see = [](LoggedRun& state) { return state.Seen(); }};
+  return {.make = [&capture] { return LoggedRun(capture); },
+          .act = std::move(run),
+          .see = [](LoggedRun& state) { return state.Seen(); }};
 }
 } // namespace
 
@@ -138,11 +139,12 @@ TEST(TrendShrinkerFailingMemory, TrendsAreMergedWholeOrNotAtAll)
 
 TEST(TrendShrinkerFailingMemory, RunThatMustNotThrowGivesTheTrendsThatAreMadeAndReportsTheRest)
 {
+  LogCapture capture(kTrendShrinkerCategory);
   TrendShrinker shrinker = MakeShrinker(Settings());
   std::vector<TrendDataDO> const trends = Trends();
   std::vector<CharacteristicValueDataDO> const values = Values();
   Scenario<LoggedRun> scenario =
-      Running([&](LoggedRun& run) { run.trends = shrinker.ShrinkTrends(kNow, trends, values); });
+      Running(capture, [&](LoggedRun& run) { run.trends = shrinker.ShrinkTrends(kNow, trends, values); });
   scenario.faultOfSuccess = [](LoggedRun& run, Attempt const& attempt) -> std::string
   {
     std::string const seen = run.Seen();
@@ -159,11 +161,12 @@ TEST(TrendShrinkerFailingMemory, RunThatMustNotThrowGivesTheTrendsThatAreMadeAnd
 
 TEST(TrendShrinkerFailingMemory, RunThatThrowsGivesAllTrendsOrNone)
 {
+  LogCapture capture(kTrendShrinkerCategory);
   TrendShrinker shrinker = MakeShrinker(Settings());
   std::vector<TrendDataDO> const trends = Trends();
   std::vector<CharacteristicValueDataDO> const values = Values();
   Scenario<LoggedRun> scenario =
-      Running([&](LoggedRun& run) { run.ownedTrends = shrinker.ShrinkTrendsOrThrow(kNow, trends, values); });
+      Running(capture, [&](LoggedRun& run) { run.ownedTrends = shrinker.ShrinkTrendsOrThrow(kNow, trends, values); });
   // The sink holds the records.
   scenario.faultOfFailure = [](LoggedRun& run, Attempt const&) -> std::string
   { return run.ownedTrends.empty() ? "" : "failed and gave trends"; };
@@ -172,15 +175,16 @@ TEST(TrendShrinkerFailingMemory, RunThatThrowsGivesAllTrendsOrNone)
 
 TEST(TrendShrinkerFailingMemory, DamagedTrendIsReportedOrTheReportIsLost)
 {
+  LogCapture capture(kTrendShrinkerCategory);
   TrendShrinker shrinker = MakeShrinker(Settings());
   std::vector<TrendDataDO> trends = Trends();
   Bytes cut = trends[2].getData();
   cut.pop_back();
   trends[2].setData(cut);
   std::vector<CharacteristicValueDataDO> const values = Values();
-  ExpectEndures(Running([&](LoggedRun& run) { run.trends = shrinker.ShrinkTrends(kNow, trends, values); }));
+  ExpectEndures(Running(capture, [&](LoggedRun& run) { run.trends = shrinker.ShrinkTrends(kNow, trends, values); }));
   Scenario<LoggedRun> throwing =
-      Running([&](LoggedRun& run) { run.ownedTrends = shrinker.ShrinkTrendsOrThrow(kNow, trends, values); });
+      Running(capture, [&](LoggedRun& run) { run.ownedTrends = shrinker.ShrinkTrendsOrThrow(kNow, trends, values); });
   ExpectEndures(throwing);
 }
 

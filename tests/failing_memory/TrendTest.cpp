@@ -132,6 +132,8 @@ TEST(TrendFailingMemory, EntriesAreReplacedWithoutMemoryAndDeletedWithoutMemory)
         trend.DeleteTrendEntries(15, 25);
         Trend moved(std::move(trend));
         trend = std::move(moved);
+        if (trend != trend || trend.GetTrendEntry(2).Status != 2)
+          throw 1;
       });
   EXPECT_EQ(TimesOf(AllBytes(trend.GetTrendEntryVector())), (std::vector<long long>{10, 30, 50}));
 }

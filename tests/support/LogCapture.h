@@ -35,6 +35,11 @@ public:
     std::lock_guard const lock(mutex_);
     return records_;
   }
+  void Forget()
+  {
+    std::lock_guard const lock(mutex_);
+    std::vector<LogRecord>().swap(records_);
+  }
 
 protected:
   void _append(log4cpp::LoggingEvent const& event) override
@@ -85,6 +90,8 @@ public:
   {
   }
   std::vector<LogRecord> Records() const { return sink_.Records(); }
+  /// Releases the records of until now.
+  void Forget() { sink_.Forget(); }
 
 private:
   RecordingAppender sink_;
