@@ -51,12 +51,13 @@ void DemoTrend::Record() const
 {
   std::vector<trend_entry_t> const entries = MachineModel::Trend(kEnd, kWeeks, seed_);
   std::list<TrendOutput> outputs;
+  constexpr long long kWeek = 7 * Duration::kDay;
   for (int week = 0; week < kWeeks; ++week)
   {
-    long long const first = kEnd - (kWeeks - week) * 7 * Duration::kDay;
+    long long const first = kEnd - (kWeeks - week) * kWeek;
     std::deque<trend_entry_t> part;
     for (trend_entry_t const& entry : entries)
-      if (entry.TimeStamp >= first && entry.TimeStamp < first + 7 * Duration::kDay)
+      if (entry.TimeStamp >= first && entry.TimeStamp < first + kWeek)
         AppendWhole(part, entry);
     ::Trend trend(Uuid("7a0c1d52-3f0e-4c5b-9d56-0b8a4c1de004"), Uuid(), Uuid(), MachineModel::kUnit,
                   MachineModel::kPreAlarm);

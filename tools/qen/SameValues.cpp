@@ -3,14 +3,19 @@
 #include "signalprocessing/io/file/SampleTypes.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <concepts>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
 
 namespace
 {
+/// Tells 0 from -0, and a not-a-number is the same as itself.
+bool HaveSameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
+
 template <class T>
 T SampleAt(std::span<unsigned char const> bytes, std::size_t index)
 {
@@ -68,7 +73,7 @@ bool Agree(Before before, After after, Shift shift)
 template <class T>
 std::optional<std::conditional_t<std::integral<T>, long long, Shift>> Removed(double offsetBefore, double offsetAfter)
 {
-  if (std::memcmp(&offsetBefore, &offsetAfter, sizeof(double)) == 0)
+  if (HaveSameBits(offsetBefore, offsetAfter))
     return std::conditional_t<std::integral<T>, long long, Shift>{};
   double const removed = offsetBefore - offsetAfter;
   double const rounding = std::numeric_limits<double>::epsilon() * (std::abs(offsetBefore) + std::abs(offsetAfter));
@@ -108,9 +113,9 @@ std::optional<unsigned long long> FirstDifference(TimeSignal const& before, Time
   timesignal_bin_t const& a = *before.GetHeader();
   timesignal_bin_t const& b = *after.GetHeader();
   unsigned long long const shorter = std::min(a.SampleCount, b.SampleCount);
-  if (std::memcmp(&a.ScalingFactor, &b.ScalingFactor, sizeof(double)) != 0)
+  if (!HaveSameBits(a.ScalingFactor, b.ScalingFactor))
     return shorter;
-  if (a.SampleType == b.SampleType && std::memcmp(&a.Offset, &b.Offset, sizeof(double)) == 0)
+  if (a.SampleType == b.SampleType && HaveSameBits(a.Offset, b.Offset))
   {
     auto const first = before.GetStoredSamples();
     auto const second = after.GetStoredSamples();

@@ -6,8 +6,6 @@
 
 namespace
 {
-using std::string_view_literals::operator""sv;
-
 /// How the chunks of a container are laid out.
 struct Layout
 {
@@ -23,11 +21,11 @@ struct Layout
 };
 
 constexpr Layout kLayouts[] = {
-    {"RIFF"sv, "data"sv, 4, 4, 12, 2, 0, false, false}, {"RIFX"sv, "data"sv, 4, 4, 12, 2, 0, true, false},
-    {"RF64"sv, "data"sv, 4, 4, 12, 2, 0, false, false}, {"FORM"sv, "SSND"sv, 4, 4, 12, 2, 8, true, false},
-    {"riff"sv, "data"sv, 16, 8, 40, 8, 0, false, true},
+    {"RIFF", "data", 4, 4, 12, 2, 0, false, false}, {"RIFX", "data", 4, 4, 12, 2, 0, true, false},
+    {"RF64", "data", 4, 4, 12, 2, 0, false, false}, {"FORM", "SSND", 4, 4, 12, 2, 8, true, false},
+    {"riff", "data", 16, 8, 40, 8, 0, false, true},
 };
-constexpr std::string_view kOtherMagics[] = {"fLaC"sv, "OggS"sv, ".snd"sv, "caff"sv, "ID3"sv};
+constexpr std::string_view kOtherMagics[] = {"fLaC", "OggS", ".snd", "caff", "ID3"};
 
 constexpr unsigned long long kUnknownSize32 = 0xFFFFFFFF;
 
@@ -54,7 +52,7 @@ std::string Magic(InputFile const& file)
 unsigned long long SizeInDs64(InputFile const& file, unsigned long long announced)
 {
   std::array<unsigned char, 36> bytes;
-  if (file.ReadAt(12, bytes) != bytes.size() || AsText(std::span(bytes).first(4)) != "ds64"sv)
+  if (file.ReadAt(12, bytes) != bytes.size() || AsText(std::span(bytes).first(4)) != "ds64")
     return announced;
   return Number(std::span(bytes).subspan(16, 8), false);
 }
@@ -73,7 +71,7 @@ std::optional<unsigned long long> Walk(InputFile const& file, Layout const& layo
     position += headLength;
     if (AsText(head.first(4)) == layout.dataName)
     {
-      if (layout.magic == "RF64"sv && size == kUnknownSize32)
+      if (layout.magic == "RF64" && size == kUnknownSize32)
         size = SizeInDs64(file, size);
       return size - std::min<unsigned long long>(size, layout.dataHead);
     }

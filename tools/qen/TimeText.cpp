@@ -30,7 +30,7 @@ bool Matches(std::string_view text, std::string_view pattern)
 int TwoDigits(std::string_view text) { return (text[0] - '0') * 10 + (text[1] - '0'); }
 
 /// Minutes by which a zone ("Z", "+01:00") is ahead of UTC.
-long long ZoneMinutes(std::string_view zone, std::string const& whole)
+int ZoneMinutes(std::string_view zone, std::string const& whole)
 {
   if (zone == "Z" || zone == "z")
     return 0;
@@ -73,7 +73,7 @@ long long TimeText::Parse(std::string const& text)
   if (!Matches(date, "0000-00-00T00:00:00") || zone == std::string::npos)
     Refuse(text);
   std::string const fraction = SixDecimals(std::string_view(whole).substr(kDateAndTime, zone - kDateAndTime), text);
-  long long const ahead = ZoneMinutes(std::string_view(whole).substr(zone), text);
+  int const ahead = ZoneMinutes(std::string_view(whole).substr(zone), text);
   try
   {
     return QenTime::StringToTimeStamp(date + fraction + "Z") - ahead * kMicrosecondsPerMinute;

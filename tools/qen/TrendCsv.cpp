@@ -13,6 +13,7 @@
 #include "signalprocessing/io/file/TrendEntries.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -193,6 +194,7 @@ private:
     if (result_.backwardSteps != 0)
     {
       std::vector<trend_entry_t const*> order;
+      order.reserve(entries.size());
       for (trend_entry_t const& entry : entries)
         order.push_back(&entry);
       std::stable_sort(order.begin(), order.end(),

@@ -73,7 +73,7 @@ TrendFile::Loaded TrendFile::Read(InputFile const& file, Uuid const& base)
   TrendDataDO stored = MakeStored(bytes, header, base, document);
   Trend trend(stored);
   RequireGood(VerifyTrendEntries(header, trend));
-  return {header, std::move(stored), std::move(trend), document ? document->Path() : std::string()};
+  return {header, stored, std::move(trend), document ? document->Path() : std::string()};
 }
 
 Trend TrendFile::Decode(InputFile const& file)

@@ -93,7 +93,7 @@ private:
 
   using Position = std::deque<trend_entry_t>::const_iterator;
 
-  Trend MakeTrend(TrendCsvReader::Result const& table, Position first, Position end) const
+  Trend MakeTrend(TrendCsvReader::Result const& table, Position const& first, Position const& end) const
   {
     Trend trend(config_.value_or(Uuid()), Uuid(), unitUuid_.value_or(Uuid()), UnitOf(table), limit_.value_or(0));
     trend.AddTrendEntries(first, end);

@@ -65,6 +65,11 @@ void TakePart(std::string const& part, Counts& counts)
   RefuseText(part, "names no class: 1h, 1d, 7d or 28d");
 }
 
+std::string Element(std::string const& name, std::string const& content)
+{
+  return "<vel:" + name + ">" + content + "</vel:" + name + ">";
+}
+
 /// The part of the device's details that matters here.
 std::string MakeDetails(Counts const& counts)
 {
@@ -72,12 +77,7 @@ std::string MakeDetails(Counts const& counts)
       "<vel:DeviceDetails xmlns:vel=\"" + std::string(Organisation::kNamespaceUri) + "\"><vel:TrendCleanupSettings>";
   for (std::size_t i = 1; i < AgeClass::kCount; ++i)
     if (counts[i])
-    {
-      std::string const element = kClasses[i].element;
-      std::string const countElement = kClasses[i].countElement;
-      text += "<vel:" + element + "><vel:" + countElement + ">" + std::to_string(*counts[i]) + "</vel:" + countElement +
-              "></vel:" + element + ">";
-    }
+      text += Element(kClasses[i].element, Element(kClasses[i].countElement, std::to_string(*counts[i])));
   return text + "</vel:TrendCleanupSettings></vel:DeviceDetails>";
 }
 } // namespace
