@@ -340,5 +340,5 @@ void TrendReplacement::RemoveList()
 {
   if (unlink(path_.c_str()) != 0 && errno != ENOENT)
     Fail(path_, "cannot be removed", errno);
-  Synchronise(folder_);
+  OutputFile::SynchroniseFolder(folder_); // a list that comes back only tells once more of what is done
 }
