@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -409,17 +410,66 @@ char const* Environment(char const* name, char const* otherwise)
   return value == nullptr ? otherwise : value;
 }
 
+void ArmFor(char const* name, char const* kindName, unsigned first, char const* repeat, bool plain)
+{
+  folder[0] = '\0'; // what follows is none of the program's calls
+  if (char const* const log = Environment("QEN_FAULTS_LOG", ""); log[0] != '\0')
+    logFile = open(log, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+  isPlain = plain;
+  FileFaults::Arm(name, kindName, first, std::strcmp(repeat, "forever") == 0);
+}
+
+bool ReadLine(char (&line)[128])
+{
+  std::size_t length = 0;
+  while (length + 1 < sizeof line && read(STDIN_FILENO, line + length, 1) == 1 && line[length] != '\n')
+    ++length;
+  line[length] = '\0';
+  return length != 0;
+}
+
+void Redirect(char const* path, int flags, int descriptor)
+{
+  int const file = open(path, flags | O_CLOEXEC, 0600);
+  if (file < 0 || dup2(file, descriptor) < 0)
+    Stop(path);
+  close(file);
+}
+
+/// Starting a program takes ten times longer than running it. So one that has been loaded and has not begun forks for
+/// each run: it reads "KIND AT REPEAT PLAIN" from standard input and answers with the status that the run ended with.
+void ServeRuns(char const* name)
+{
+  char line[128];
+  while (ReadLine(line))
+  {
+    pid_t const run = fork();
+    if (run == 0)
+    {
+      char kindName[16] = "";
+      char repeat[16] = "";
+      unsigned first = 0;
+      int plain = 0;
+      if (std::sscanf(line, "%15s %u %15s %d", kindName, &first, repeat, &plain) != 4 || chdir(name) != 0)
+        Stop("no such request or folder");
+      Redirect("/dev/null", O_RDONLY, STDIN_FILENO);
+      Redirect(Environment("QEN_FAULTS_OUT", "/dev/null"), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
+      Redirect(Environment("QEN_FAULTS_ERR", "/dev/null"), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+      ArmFor(name, kindName, first, repeat, plain != 0);
+      return;
+    }
+    int status = 0;
+    if (run < 0 || waitpid(run, &status, 0) != run || dprintf(STDOUT_FILENO, "%d\n", status) < 0)
+      Stop("a run cannot be started");
+  }
+  _exit(0);
+}
+
 __attribute__((constructor)) void ReadEnvironment()
 {
   char const* const name = Environment("QEN_FAULTS_FOLDER", "");
-  if (name[0] == '\0')
-    return;
-  if (char const* const log = Environment("QEN_FAULTS_LOG", ""); log[0] != '\0')
-    logFile = open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600); // before the folder is known: not followed
-  isPlain = std::strcmp(Environment("QEN_FAULTS_PLAIN", ""), "1") == 0;
-  FileFaults::Arm(name, Environment("QEN_FAULTS_KIND", "none"),
-                  static_cast<unsigned>(std::strtoul(Environment("QEN_FAULTS_AT", "0"), nullptr, 10)),
-                  std::strcmp(Environment("QEN_FAULTS_REPEAT", "once"), "forever") == 0);
+  if (name[0] != '\0')
+    ServeRuns(name);
 }
 
 mode_t ModeOf(int flags, va_list arguments)

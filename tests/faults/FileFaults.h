@@ -6,18 +6,20 @@
 /// keeps a record of them, or kills the process in front of one. Files elsewhere, and so the loading of the program,
 /// are not touched. For programs with one thread.
 ///
-/// Preloaded (LD_PRELOAD), it is told by the environment:
-///   QEN_FAULTS_FOLDER  the folder, absolute and without links; without it nothing happens
-///   QEN_FAULTS_KIND    EIO, ENOSPC, EINTR, EACCES: the error that a call gives
-///                      short: a transfer of half the bytes
-///                      kill: SIGKILL before a call that changes something
-///                      none: nothing, calls are only counted
-///   QEN_FAULTS_AT      the number of the call that it happens to, from 1 on; only calls that can have it count
-///   QEN_FAULTS_REPEAT  once (the default), or forever: that call and those behind it; of interruptions every second
-///                      one, because programs that repeat an interrupted call rely on its success in the end
-///   QEN_FAULTS_PLAIN   1: the file system can neither exchange two names nor rename only to a free name
-///   QEN_FAULTS_LOG     a file that gets a record of each call, see FileFaults.cpp
-/// Such runs can be compared: the clock stands still, and random UUIDs are the same in each.
+/// Preloaded (LD_PRELOAD) into a program whose environment names QEN_FAULTS_FOLDER, absolute and without links, it runs
+/// the program once for each line "KIND AT REPEAT PLAIN" of standard input, in that folder, and answers each on
+/// standard output with the wait status:
+///   KIND    EIO, ENOSPC, EINTR, EACCES: the error that a call gives
+///           short: a transfer of half the bytes
+///           kill: SIGKILL before a call that changes something
+///           none: nothing, calls are only counted
+///   AT      the number of the call that it happens to, from 1 on; only calls that can have it count
+///   REPEAT  once, or forever: that call and those behind it; of interruptions every second one, because programs that
+///           repeat an interrupted call rely on its success in the end
+///   PLAIN   1: the file system can neither exchange two names nor rename only to a free name; else 0
+/// QEN_FAULTS_OUT, QEN_FAULTS_ERR and QEN_FAULTS_LOG name files that get what a run writes to its standard output and
+/// error, and a record of each call, see FileFaults.cpp. Runs can be compared: the clock stands still, and random UUIDs
+/// are the same in each.
 ///
 /// A program that links it uses the functions below.
 namespace FileFaults

@@ -5,8 +5,10 @@ of them (and those behind it) fail, or kills the process in front of one, and ke
 of a disk, `Disk`, tells what can be left in the folder when the power goes.
 """
 
+import contextlib
 import itertools
 import os
+import select
 import shutil
 import struct
 import subprocess
@@ -132,35 +134,48 @@ class Scenario:
         self.files, self.arguments, self.command = files, arguments, command or COMMAND
         self.folder = os.path.realpath(tempfile.mkdtemp(prefix="qen-test-"))
         self.work = os.path.join(self.folder, "work")
-        self.log = os.path.join(self.folder, "log")
+        self.servers = {}
 
     def close(self):
+        for server in self.servers.values():
+            server.communicate()
         shutil.rmtree(self.folder)
 
-    def environment(self, kind, at, repeat, plain):
-        variables = {"QEN_FAULTS_FOLDER": self.work, "QEN_FAULTS_LOG": self.log, "QEN_FAULTS_KIND": kind, "QEN_FAULTS_AT": str(at),
-                     "QEN_FAULTS_REPEAT": repeat, "QEN_FAULTS_PLAIN": "1" if plain else "", "LD_PRELOAD": LIBRARY,
-                     # The sanitizer's library wants to be the first one, which it is in the program itself.
-                     "ASAN_OPTIONS": ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0")))}
-        if len(self.command) > 1:  # an emulator, which needs no such library itself
-            variables["QEMU_SET_ENV"] = "LD_PRELOAD=" + variables.pop("LD_PRELOAD")
-        return dict(os.environ, **variables)
+    def output(self, name):
+        path = os.path.join(self.folder, name)
+        if not os.path.exists(path):
+            return b""
+        with open(path, "rb") as file:
+            return file.read()
+
+    def server(self, arguments):
+        """The program with the library, which runs as often as it is asked to."""
+        if arguments not in self.servers:
+            variables = {"QEN_FAULTS_" + name.upper(): os.path.join(self.folder, name) for name in ("out", "err", "log")}
+            # The sanitizer's library wants to be the first one, which it is in the program itself.
+            variables.update(QEN_FAULTS_FOLDER=self.work, LD_PRELOAD=LIBRARY,
+                             ASAN_OPTIONS=":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"))))
+            if len(self.command) > 1:  # an emulator, which needs no such library itself
+                variables["QEMU_SET_ENV"] = "LD_PRELOAD=" + variables.pop("LD_PRELOAD")
+            self.servers[arguments] = subprocess.Popen(self.command + list(arguments), env=dict(os.environ, **variables), bufsize=0,
+                                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        return self.servers[arguments]
 
     def run(self, kind="none", at=0, repeat="once", files=None, arguments=None, plain=False):
         """One run, from these files (else those of the scenario); `arguments` stand for the scenario's. A plain file system renames
         and links, no more."""
         fill(self.work, self.files if files is None else files)
-        if os.path.exists(self.log):
-            os.unlink(self.log)
+        for name in ("out", "err", "log"):
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(os.path.join(self.folder, name))
         arguments = self.arguments if arguments is None else arguments
-        process = subprocess.run(self.command + list(arguments), cwd=self.work, env=self.environment(kind, at, repeat, plain),
-                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False, timeout=300)
-        log = b""
-        if os.path.exists(self.log):
-            with open(self.log, "rb") as file:
-                log = file.read()
-        return Run(Result(arguments, process, process.stdout, process.stderr), parse_calls(log, self.work), files_of(self.work),
-                   (kind, at, repeat))
+        server = self.server(arguments)
+        server.stdin.write(b"%s %d %s %d\n" % (kind.encode(), at, repeat.encode(), plain))
+        answered, _, _ = select.select([server.stdout], [], [], 300)
+        answer = server.stdout.readline() if answered else b""
+        assert answer, (arguments, "does not end, or cannot be run with the library")
+        return self.outcome(arguments, os.waitstatus_to_exitcode(int(answer)), self.output("out"), self.output("err"),
+                            parse_calls(self.output("log"), self.work), (kind, at, repeat))
 
     def run_freely(self, files, arguments=None):
         """One run without the library."""
@@ -168,7 +183,11 @@ class Scenario:
         arguments = self.arguments if arguments is None else arguments
         process = subprocess.run(self.command + list(arguments), cwd=self.work, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                  stderr=subprocess.PIPE, check=False, timeout=300)
-        return Run(Result(arguments, process, process.stdout, process.stderr), [], files_of(self.work), ("freely",))
+        return self.outcome(arguments, process.returncode, process.stdout, process.stderr, [], ("freely",))
+
+    def outcome(self, arguments, code, out, err, calls, fault):
+        assert b"Sanitizer" not in err and b"runtime error:" not in err, (arguments, fault, err)
+        return Run(Result(arguments, code, out, err), calls, files_of(self.work), fault)
 
     def runs(self, kind, repeat="once", first=1, stride=None):
         """Runs with the fault at one call after another, until one meets no fault any more. That one ends well; all before it met

@@ -233,9 +233,9 @@ def data_of_wav(data):
 class Result:
     """What one run of the tool gave."""
 
-    def __init__(self, arguments, process, out, err):
+    def __init__(self, arguments, code, out, err):
         self.arguments = arguments
-        self.code = process.returncode
+        self.code = code
         self.raw = out
         self.out = out.decode("utf-8", "surrogateescape")
         self.err = err.decode("utf-8", "surrogateescape")
@@ -281,7 +281,7 @@ class ToolTest(unittest.TestCase):
         """Runs the tool, which must end with the given status (None: any) and without a sanitizer's complaint."""
         process = self.start(*arguments, stdin=subprocess.DEVNULL if stdin is None else subprocess.PIPE, **options)
         out, err = process.communicate(stdin)
-        result = Result(arguments, process, out or b"", err or b"")
+        result = Result(arguments, process.returncode, out or b"", err or b"")
         self.assertNotRegex(result.err, "Sanitizer|runtime error:", arguments)
         if code is not None:
             self.assertEqual(code, result.code, (arguments, result.out[-2000:], result.err[-2000:]))
