@@ -80,7 +80,9 @@ private:
     }
     importer_.SetDefaultScale(MachineModel::kUnitPerCount);
     importer_.SetDefaultUnit(MachineModel::kUnit);
-    ExitCode const code = Show(path, folder.Path(), report);
+    ExitCode const code = RunGuarded(report, path, [&] { return Show(path, folder.Path(), report); });
+    if (code != ExitCode::Good && code != ExitCode::Difference)
+      return code;
     bool const proved = DemoTrend(folder.Path(), Existing(), seed_.value_or(kDefaultSeed)).Show(json_, report);
     return proved ? code : ExitCode::Difference;
   }

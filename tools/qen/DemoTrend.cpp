@@ -1,6 +1,7 @@
 #include "DemoTrend.h"
 
 #include "Duration.h"
+#include "ExitCode.h"
 #include "MachineModel.h"
 #include "ShrinkPlan.h"
 #include "ShrinkReport.h"
@@ -16,6 +17,20 @@ constexpr long long kEnd = 1795197600 * Duration::kSecond; // 2026-11-20T18:00:0
 constexpr char kSettings[] = "1h:6/h,1d:24/d,7d:4/d,28d:1/d";
 constexpr unsigned int kMostEntries = 100000;
 
+/// Runs what reads a file that was written; one that cannot be read proves nothing.
+template <class Read>
+auto ReadBack(std::string const& path, Read read)
+{
+  try
+  {
+    return read();
+  }
+  catch (ToolError const& error)
+  {
+    throw ToolError(ExitCode::Difference, "NOT PROVED: " + Text::Printable(path) + ": " + error.what());
+  }
+}
+
 std::string PathOfWeek(std::string const& folder, int week)
 {
   return folder + "/trend-" + std::to_string(week) + TrendFile::kExtension;
@@ -27,7 +42,7 @@ bool DemoTrend::Show(bool json, Report& report) const
   Record();
   TrendFamily family{Uuid()};
   for (int week = 1; week <= kWeeks; ++week)
-    family.Add(PathOfWeek(folder_, week));
+    ReadBack(PathOfWeek(folder_, week), [&] { family.Add(PathOfWeek(folder_, week)); });
   TrendShrinker shrinker(TrendSettings::FromText(kSettings), kMostEntries, 0);
   ShrinkPlan const plan(family, shrinker, kEnd, {}); // proves that entries stay as they are
   bool const proved = IsWrittenAndRead(folder_ + "/trend-thinned" + TrendFile::kExtension, plan);
@@ -76,7 +91,7 @@ bool DemoTrend::IsWrittenAndRead(std::string const& path, ShrinkPlan const& plan
   outputs.emplace_back(path, existing_);
   outputs.back().Write(thinned);
   TrendOutput::Commit(outputs);
-  TrendFile::Loaded const back = TrendFile::Read(InputFile(path), Uuid());
+  TrendFile::Loaded const back = ReadBack(path, [&] { return TrendFile::Read(InputFile(path), Uuid()); });
   return plan.Results().size() == 1 && back.stored.getData() == thinned.getData() &&
          back.trend.GetSignalUnitString() == MachineModel::kUnit;
 }

@@ -9,6 +9,7 @@
 #include "SoundFile.h"
 #include "Statistics.h"
 #include "TemporaryFolder.h"
+#include "Text.h"
 #include "Verification.h"
 
 #include "platform/Archive.h"
@@ -63,6 +64,23 @@ std::string Change(TimeSignal const& before, TimeSignal const& after)
 }
 
 double RmsOf(TimeSignal signal) { return StatisticsOf(signal).rms; }
+
+/// Runs what reads a stored form; one that cannot be read proves nothing.
+void ReadBack(FormResult& result, std::function<void()> const& read)
+{
+  try
+  {
+    read();
+  }
+  catch (std::bad_alloc const&)
+  {
+    throw;
+  }
+  catch (std::exception const& error)
+  {
+    result.problem = "cannot be read back: " + Text::Printable(error.what());
+  }
+}
 } // namespace
 
 RoundTrip::RoundTrip(TimeSignal const& original, std::string stem, OutputFile::Existing existing)
@@ -95,6 +113,13 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
         output.Write(signal, compression);
         output.Commit();
       });
+  result.rmsBefore = rms_;
+  ReadBack(result, [&] { Check(path, signal, result); });
+  return result;
+}
+
+void RoundTrip::Check(std::string const& path, TimeSignal const& signal, FormResult& result) const
+{
   InputFile const written(path);
   TimeSignal read;
   result.readMilliseconds = MillisecondsOf(
@@ -105,7 +130,6 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
         read.Uncompress();
       });
   result.fileSize = written.Size();
-  result.rmsBefore = rms_;
   result.rmsAfter = RmsOf(read);
   Verification verification = Verify(written);
   VerifyDetails(written, verification);
@@ -115,7 +139,6 @@ FormResult RoundTrip::Store(TimeSignal signal, compression32_t compression, char
     result.problem = "other details";
   else if (FirstDifference(original_, read))
     result.problem = "other values";
-  return result;
 }
 
 FormResult RoundTrip::StoreInDatabaseObject()
@@ -173,19 +196,23 @@ FormResult RoundTrip::Export(Recording const& recording, std::size_t channel, bo
   result.name = asWav ? "exported to WAV" : "exported to CSV";
   std::string const path = stem_ + (asWav ? "-exported.wav" : "-exported.csv");
   result.writeMilliseconds = MillisecondsOf([&] { WriteExport(path, recording, asWav); });
+  result.rmsBefore = rms_;
+  ReadBack(result, [&] { CheckExport(path, recording.channels[channel], asWav, result); });
+  return result;
+}
+
+void RoundTrip::CheckExport(std::string const& path, SampleArray const& samples, bool asWav, FormResult& result) const
+{
   InputFile const written(path);
-  SampleArray const& samples = recording.channels[channel];
   Recording again;
   result.readMilliseconds = MillisecondsOf(
       [&] {
         again = asWav ? SoundFile::Read(written, {}) : CsvFile::Read(written, {"", SampleTypeOf(samples)});
       });
   result.fileSize = written.Size();
-  result.rmsBefore = rms_;
   result.rmsAfter = RmsOf(WithSamples(original_, again.channels.front()));
   if (!SameSamples(samples, again.channels.front()))
     result.problem = "other samples";
-  return result;
 }
 
 void RoundTrip::WriteExport(std::string const& path, Recording const& recording, bool asWav)

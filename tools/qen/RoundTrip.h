@@ -40,6 +40,8 @@ public:
 
 private:
   FormResult Store(TimeSignal signal, compression32_t compression, char const* name, char const* suffix);
+  void Check(std::string const& path, TimeSignal const& signal, FormResult& result) const;
+  void CheckExport(std::string const& path, SampleArray const& samples, bool asWav, FormResult& result) const;
   /// @param store  @return the bytes that the form takes
   FormResult Pass(char const* name, std::function<unsigned long long()> const& store,
                   std::function<TimeSignal()> const& read);

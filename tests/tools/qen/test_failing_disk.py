@@ -1,6 +1,6 @@
-"""What the tool does on a disk that fails."""
+"""What the tool does on a disk that fails: each call on a file fails in turn, with each error, once and from then on forever."""
 
-from fault_scenarios import CASES
+from fault_scenarios import CASES, case_of
 from faults import FaultTest, is_temporary, without_temporaries
 
 # Commands that replace a signal or a trend together with its document.
@@ -11,7 +11,7 @@ class DiskFindings(FaultTest):
     """Single faults, each in a place where it once did harm."""
 
     def case(self, name):
-        case = next(case for case in CASES if case.name == name)
+        case = case_of(name)
         return self.scenario(case.files, *case.arguments)
 
     def test_a_sound_file_that_cannot_be_read_is_no_other_sound_file(self):
@@ -25,7 +25,7 @@ class DiskFindings(FaultTest):
             self.assert_files(scenario.files, run.files, run)
 
     def test_cut_samples_that_are_accepted_are_not_unreadable_ones(self):
-        case = next(case for case in CASES if case.name == "import of two channels")
+        case = case_of("import of two channels")
         scenario = self.scenario(case.files, *case.arguments, "--accept-cut")
         reads = [call.number for call in scenario.run().calls if call.name == "read"]
         for at in reads:
@@ -140,3 +140,27 @@ class DiskFindings(FaultTest):
             reason = {"open": "opened", "read": "read"}[call.name]
             self.assertEqual((5, "qen: c.xml exists and cannot be %s: Input/output error: choose another name\n" % reason), (run.code, run.err))
             self.assert_files(scenario.files, run.files, run)
+
+    def test_what_the_demonstration_cannot_read_back_is_not_proved(self):
+        scenario = self.case("demo --keep")
+        calls = scenario.run().calls
+        for name in ("kept/tiny-imported.qts", "kept/tiny-zlib.xml", "kept/tiny-exported.csv"):
+            read = [call.number for call in calls if call.name in ("open", "read") and call.path == name]
+            self.assertGreaterEqual(len(read), 2, name)
+            for at in (read[0], read[1], read[-1]):
+                run = scenario.run("EIO", at)
+                self.assertEqual(1, run.code, run)
+                self.assertIn("\nNOT PROVED: ", run.result.out)
+                self.assertNotIn("qen: ", run.err)
+
+    def test_trends_that_the_demonstration_cannot_read_back_are_not_proved(self):
+        scenario = self.scenario({}, "demo", "--keep", ".")
+        calls = scenario.run().calls
+        for name in ("trend-1.qtr", "trend-thinned.xml", "machine.wav"):
+            at = next(call.number for call in calls if call.name == "read" and call.path == name)
+            run = scenario.run("EIO", at)
+            if name == "machine.wav":
+                self.assertEqual((3, "qen: ./machine.wav: cannot be read: Input/output error\n"), (run.code, run.err))
+            else:
+                self.assertEqual(1, run.code, run)
+                self.assertRegex(run.err, r"^qen: NOT PROVED: \./%s\.qtr: .*cannot be read: Input/output error\n$" % name[:-4])
