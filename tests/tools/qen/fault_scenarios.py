@@ -28,7 +28,8 @@ OLD = signal_files("run", [9, 8], Details("old unit"), time=7)
 FULL = Details("g", [Named(ID[1], 2.5, "rpm")], Named(ID[2], 3.0, "g"), [Named(ID[3], 0.5, "g")])
 PUMP = signal_files("pump", [5, 6, 7], FULL)
 TWO = {**PUMP, **signal_files("fan", [1, 2], Details("V"), measurement=ID[4])}
-ARCHIVE = {"two.qta": archive_form(PUMP["pump.qts"], FULL) + archive_form(TWO["fan.qts"], Details("V"))}
+ARCHIVED = [archive_form(PUMP["pump.qts"], FULL), archive_form(TWO["fan.qts"], Details("V"), ID[4])]
+ARCHIVE = {"two.qta": b"".join(ARCHIVED)}
 TABLE = {"rms.csv": b"time,value [mm/s]\n" + b"".join(b"2026-11-20T0%d:00:00Z,%d.5\n" % (i, i) for i in range(5))}
 HOURS = [entry(START + i * HOUR, float(i), 1 + i % 2) for i in range(48)]
 TRENDS = {**trend_files("a", HOURS[:24]), **trend_files("b", HOURS[24:])}
@@ -39,9 +40,9 @@ SHRINK = ("trend", "shrink", "--settings", "28d:2/d", "--max-size", "3", "--now"
 
 
 class Case:
-    def __init__(self, name, files, *arguments, groups=()):
-        """`groups`: names of files that change together."""
-        self.name, self.files, self.arguments, self.groups = name, files, arguments, groups
+    def __init__(self, name, files, *arguments, groups=(), partial=()):
+        """`groups`: names of files that change together; `partial`: contents when only some of the inputs could be used."""
+        self.name, self.files, self.arguments, self.groups, self.partial = name, files, arguments, groups, list(partial)
 
 
 def pairs(*names, record=".qts"):
@@ -60,7 +61,7 @@ CASES = [
     Case("annotate --unit-uuid", PUMP, "annotate", "pump.qts", "--unit-uuid", str(ID[5]), groups=pairs("pump")),
     Case("archive create", TWO, "archive", "create", "two.qta", "pump.qts", "fan.qts", groups=[{"two.qta"}]),
     Case("archive create --force", {**TWO, "two.qta": b"old"}, "archive", "create", "two.qta", "pump.qts", "fan.qts", "--force",
-         groups=[{"two.qta"}]),
+         groups=[{"two.qta"}], partial=ARCHIVED),
     Case("archive extract", ARCHIVE, "archive", "extract", "two.qta", groups=pairs("e0000000-0000-4000-8000-000000000002", str(ID[4]))),
     Case("trend import", TABLE, "trend", "import", "rms.csv", "--split", "3",
          groups=[{"rms-1.qtr", "rms-1.xml", "rms-2.qtr", "rms-2.xml"}]),
