@@ -12,6 +12,7 @@ import select
 import shutil
 import struct
 import subprocess
+import sys
 import tempfile
 import unittest
 from concurrent.futures import ThreadPoolExecutor
@@ -20,7 +21,7 @@ from support import COMMAND, Result, command_words
 
 LIBRARY = os.environ.get("QEN_FAULTS_LIBRARY", "")
 CARELESS_WRITER = command_words("QEN_CARELESS_WRITER", "careless_writer")
-# Where a start of the tool takes long (emulated, with sanitizers), every so manieth call has its turn.
+# Where runs take long (emulated, with sanitizers) this is the way from one call that has its turn to the next.
 STRIDE = int(os.environ.get("QEN_FAULTS_STRIDE", "1"))
 
 RECORD = struct.Struct("<IBBiiqII")
@@ -104,6 +105,11 @@ def fill(folder, files):
         elif data is not None:
             with open(path, "wb") as file:
                 file.write(data)
+
+
+def tell(text):
+    """How much was tried: a run that tries little says so."""
+    print(text, file=sys.stderr)
 
 
 def is_temporary(name):
@@ -191,7 +197,7 @@ class Scenario:
 
     def runs(self, kind, repeat="once", first=1, stride=None):
         """Runs with the fault at one call after another, until one meets no fault any more. That one ends well; all before it met
-        the fault, so every call (or every so manieth) had its turn."""
+        the fault, so every call (or one in each stride) had its turn."""
         for at in itertools.count(first, stride or STRIDE):
             run = self.run(kind, at, repeat)
             if not run.injected and run.code >= 0 and at > max([call.number for call in run.calls], default=0):

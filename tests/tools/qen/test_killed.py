@@ -1,11 +1,9 @@
 """What is left behind when the tool is killed in front of any of its calls on files, and what the same command makes of it."""
 
-import os
 import signal
-import uuid
 
-from fault_scenarios import HOURS, SHRINK, TRENDS, case_of, shrink_problems, shrunk_problems, trend_files
-from faults import CARELESS_WRITER, STRIDE, FaultTest, at_once, is_temporary, without_temporaries
+from fault_scenarios import case_of, shrink_problems, shrunk_problems
+from faults import CARELESS_WRITER, STRIDE, FaultTest, at_once, is_temporary, tell, without_temporaries
 
 # Commands that do their work anew when they are repeated.
 REPEATABLE = ("import --force", "convert --in-place", "annotate", "annotate --unit-uuid", "archive create --force", "trend merge --force",
@@ -23,6 +21,7 @@ class Killed(FaultTest):
             if all(without_temporaries(run.files) != without_temporaries(other.files) for other in states):
                 states.append(run)
         self.assertGreaterEqual(killed, 6 // STRIDE)
+        tell("killed: %s: %d times, %d states" % (" ".join(scenario.arguments[:2]), killed, len(states)))
         return states
 
     def broken_files(self, old, new, files):

@@ -4,7 +4,7 @@ of a disk that loses what was not brought to it."""
 import os
 
 from fault_scenarios import CASES, case_of, shrink_problems, shrunk_problems
-from faults import CARELESS_WRITER, STRIDE, FaultTest, at_once, states_of_lost_power, without_temporaries
+from faults import CARELESS_WRITER, STRIDE, FaultTest, at_once, states_of_lost_power, tell, without_temporaries
 
 
 def is_whole_list(name, data):
@@ -45,6 +45,7 @@ class LostPowerCommands(LostPower):
 
         at_once(lambda case=case: check(case) for case in CASES)
         self.assertGreater(count, 500)
+        tell("lost power: %d states of the disk under %d commands" % (count, len(CASES)))
 
     def test_careless_writers_are_noticed(self):
         class Careless:
@@ -67,7 +68,7 @@ class LostPowerCommands(LostPower):
 
 class LostPowerShrink(LostPower):
     def check(self, name, in_place, every=1):
-        """Runs the command again on every so manieth state that differs from those before it."""
+        """Runs the command again on the states that differ from those before, or on one in `every`."""
         case = case_of(name)
         scenario, _, states = self.states(case)
         ended = [state for is_over, state in states if is_over]
@@ -79,13 +80,14 @@ class LostPowerShrink(LostPower):
             if not is_over and state not in different:
                 different.append(state)
         self.assertGreater(len(different), 50)
-        ends = {}
+        ends = []
         for state in different[::every * STRIDE]:
             if shrunk_problems(case.files, state, in_place):
                 again = scenario.run_freely(state)
                 self.assertEqual(0, again.code, (sorted(state), again))
                 self.assertEqual([], shrunk_problems(case.files, without_temporaries(again.files), in_place), (sorted(state), again))
-                ends[next((word for word in ("finished", "taken back") if word in again.err), "anew")] = True
+                ends.append(next((word for word in ("finished", "taken back") if word in again.err), "anew"))
+        tell("lost power: %s: %d states, settled from %d" % (name, len(states), len(ends)))
         if STRIDE == 1:
             self.assertEqual({"taken back", "finished"}, set(ends) - {"anew"})
 
