@@ -244,6 +244,22 @@ Object ObjectWithArrayOfTheCallers()
 
 TEST(ArchiveFailingMemory, SignalIsWrittenWholeOrTheFailureIsSeen) { ExpectEndures(WritingSignal()); }
 
+TEST(ArchiveFailingMemory, SignalIsWrittenWholeOrTheFailureIsSeenWhereverTheArchiveIsFull)
+{
+  constexpr std::size_t kStep = 7; // no item but the numbers' blanks is shorter
+  for (std::size_t room = 16; room < ArchiveForm(LongDescription()).size(); room += kStep)
+  {
+    Scenario<Archiving> scenario = WritingSignal();
+    scenario.make = [room]
+    {
+      std::string bytes;
+      bytes.reserve(room);
+      return Archiving(ObjectWith(LongDescription()), std::move(bytes), std::ios_base::goodbit);
+    };
+    ExpectEndures(scenario);
+  }
+}
+
 TEST(ArchiveFailingMemory, ArchiveThatThrowsPassesTheFailureOn)
 {
   constexpr std::ios_base::iostate kAll = std::ios_base::badbit | std::ios_base::failbit;

@@ -116,6 +116,7 @@ public:
   bool Manages(std::chrono::milliseconds patience);
 
 private:
+  bool isIdleWithin(std::chrono::milliseconds patience);
   void work();
 
   std::function<void()> action_;

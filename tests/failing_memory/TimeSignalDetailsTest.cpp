@@ -240,6 +240,20 @@ TEST(TimeSignalDetailsFailingMemory, DatabaseObjectIsMadeWholeOrNotAtAll)
   }
 }
 
+// The stream of the document grows by doubling: with units of other lengths it does so at other elements.
+TEST(TimeSignalDetailsFailingMemory, DatabaseObjectIsMadeWholeOrNotAtAllWhereverItsDocumentGrows)
+{
+  constexpr std::size_t kLongestLine = 150;
+  constexpr std::size_t kStep = 5;
+  for (std::size_t length = 0; length < kLongestLine; length += kStep)
+  {
+    SignalContents contents = LongDescription();
+    contents.unitString.assign(length, 'u');
+    Object const signal = ObjectWith(contents);
+    ExpectEndures(Giving([&] { return std::unique_ptr<MeasurementDataDO>(signal->GetMeasurementDataDO()); }));
+  }
+}
+
 TEST(TimeSignalDetailsFailingMemory, HandleIsMadeOfADatabaseObjectWholeOrNotAtAll)
 {
   std::unique_ptr<MeasurementDataDO> const stored = StoredSignal();
