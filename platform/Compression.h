@@ -31,7 +31,7 @@ public:
 
   /// Decodes one stream, whose checksum is verified, into exactly outputSize bytes. Bytes behind the stream are
   /// ignored. Throws CompressionException for a stream that is damaged, cut or of another length; what the destination
-  /// holds then is unspecified.
+  /// holds then is unspecified. std::bad_alloc leaves it alone.
   virtual void uncompress(unsigned int byteCount, void const* source, unsigned int outputSize, void* destination) = 0;
 };
 

@@ -19,7 +19,8 @@ class Category;
 class QEN_PLATFORM_EXPORT MessageLogger
 {
 public:
-  /// The logger of a category, made on first use. It is never null and lives for the process; nobody frees it.
+  /// The logger of a category, made on first use. It is never null and lives for the process; nobody frees it. Throws
+  /// std::bad_alloc on first use.
   static MessageLogger* getLogger(std::string const& category);
   bool isEnabled(log4cpp::Priority::PriorityLevel priority) const;
 

@@ -10,9 +10,10 @@
 /// least significant first; floating-point numbers as decimal text and a blank; strings as their length and their
 /// bytes.
 ///
-/// Failures are SerializationException with the name of the value's type. A stream whose exceptions() are switched on
-/// throws its own std::ios_base::failure instead. Either way the stream has its precision and format flags back, and
-/// its position is wherever the failed operation left it. Numbers are written and read in the stream's own locale.
+/// Failures are SerializationException with the name of the value's type, also when it is memory that the stream lacks.
+/// A stream whose exceptions() are switched on throws its own exception instead. Either way the stream has its
+/// precision and format flags back, and its position is wherever the failed operation left it. Numbers are written and
+/// read in the stream's own locale.
 ///
 /// Threads. One stream at a time belongs to one thread; nothing else is shared.
 namespace QenSerialize

@@ -161,11 +161,12 @@ public:
   void ComputeOffset();
 
   /// The physical values (raw sample - Offset) x ScalingFactor of the first `count` samples, of all when count is
-  /// negative or too large. Uncompresses the signal; an unknown sample type gives zeros. The caller owns the vector.
+  /// negative or too large. Uncompresses the signal, which stays so when there is no memory for the vector; an unknown
+  /// sample type gives zeros. The caller owns the vector.
   static std::vector<double>* SamplesToDouble(InternalTimeSignal& signal, int count);
   /// The raw samples as 16-bit numbers with one power-of-two scale, so that sample ~ value x scale. The scale is chosen
-  /// from all samples, whatever `count`. Uncompresses the signal; an unknown sample type gives zeros and the scale 1.
-  /// The caller owns the vector.
+  /// from all samples, whatever `count`. Uncompresses the signal, which stays so when there is no memory for the
+  /// vector; an unknown sample type gives zeros and the scale 1. The caller owns the vector.
   static std::vector<short>* SamplesToFract(InternalTimeSignal& signal, float& scale, int count);
   /// The same into the caller's buffer: min(size, SampleCount) elements are written and the rest is left alone.
   /// @return the number of elements written
@@ -175,11 +176,11 @@ public:
   /// Appends the details document to a stream. Numbers with fractions look as the stream's settings say; texts are not
   /// escaped, so a unit with a less-than sign or a zero byte makes a document that cannot be read back. Throws for
   /// unknown signal types, sample types and compressions, with the document written up to that value. The stream's
-  /// state is the caller's to check.
+  /// state is the caller's to check: a buffer that cannot grow sets badbit and ends the document there.
   void CreateXmlDetails(std::stringstream& stream) const;
   // What a details document tells, found below its vel:Signal element. Missing texts and numbers are empty, 0, or NaN
-  // for a speed. Malformed ones throw UuidException or OptionException, with the list resized and
-  // the fields before them set.
+  // for a speed. Malformed ones throw UuidException or OptionException. Whatever is thrown, the fields in front of that
+  // place are set then, and the list may be resized.
   /// Sets the unit; throws for a document without header info, naming the measurement.
   void FindUnitString(Option* signal, Uuid const& measurementUuid);
   /// Overwrites the validators; without a validator group they stay.

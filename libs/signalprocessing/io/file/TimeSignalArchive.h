@@ -8,8 +8,8 @@
 /// Whole time signals in an archive: header, samples, unit, validators, trigger, characteristic values, job-data UUID.
 ///
 /// Writing appends. Header, samples and UUIDs are written unchecked, so a failing archive shows at the next number or
-/// text, as QenSerialize::SerializationException, or in the archive's state. A sample array that is shorter than the
-/// header says is continued by zeros.
+/// text, as QenSerialize::SerializationException, or in the archive's state, which the caller looks at; so does an
+/// archive that cannot grow. A sample array that is shorter than the header says is continued by zeros.
 ///
 /// Reading takes everything over as it was written; checksums are neither checked nor recomputed. It throws
 /// TimeSignalException for an object that several handles share, before anything is read, and for a wrong sample tag;

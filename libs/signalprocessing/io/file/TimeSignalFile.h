@@ -22,8 +22,8 @@ class QEN_FILE_IO_EXPORT TimeSignalFile
 {
 public:
   /// Brings the signal into the given compression, in which it stays, then writes it over the file. When the
-  /// compression fails the file is not touched; when writing fails what was written so far stays on the disk. Throws
-  /// TimeSignalFileException, and what TimeSignal::Compress throws.
+  /// compression fails the file is not touched; when writing fails what was written so far stays on the disk, which may
+  /// be nothing. Throws TimeSignalFileException, std::bad_alloc, and what TimeSignal::Compress throws.
   static void Write(char const* path, TimeSignal& signal, compression32_t compression);
   static void Write(std::string const& path, TimeSignal& signal, compression32_t compression);
 

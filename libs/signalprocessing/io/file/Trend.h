@@ -92,10 +92,10 @@ public:
   /// Replaces the entries by the header->SampleCount entries that header->DataArrayByteCount bytes of data hold, as the
   /// header's compression says. Uncompressed data must hold them all, unchecked. Throws for more entries than a record
   /// can count the bytes of; for unknown compressions, and CompressionException, with the number of entries changed
-  /// already.
+  /// already; std::bad_alloc with it changed or not.
   void UncompressData(void const* data, trend_header_t const* header);
   /// Appends the details document, in which the header stands for counts, compression, limit and time stamps. The limit
-  /// looks as the stream's settings say; the unit is not escaped.
+  /// looks as the stream's settings say; the unit is not escaped. The stream's state is the caller's to check.
   void GenerateDetails(trend_header_t const& header, std::stringstream& stream) const;
   /// The trend as an open database object: record, details document and columns. The caller owns it. Throws for
   /// compressions other than no_compression, zlib and gzip, and for more entries than a record can count the bytes of.

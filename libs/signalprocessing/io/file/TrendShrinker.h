@@ -33,8 +33,8 @@ public:
   unsigned int GetNoTrendValuesPerDayOlderThanFourWeeks() const;
 
   /// Thins the trends of one characteristic value. Never throws: what goes wrong is logged, and the trends that are
-  /// made by then are returned. They may end in the middle of a group of trends, so what they replace must not be
-  /// deleted for them; ShrinkTrendsOrThrow tells.
+  /// made by then are returned, or none when there is no memory for the list of them. They may end in the middle of a
+  /// group of trends, so what they replace must not be deleted for them; ShrinkTrendsOrThrow tells.
   /// @param now    the current time
   /// @param trends the stored trends, oldest first; those without entries are skipped
   /// @param values the stored characteristic values, oldest first: the entry with the time stamp of one of them is
