@@ -203,6 +203,7 @@ void OutputFile::RenameTogether(std::span<OutputFile* const> files)
 {
   SignalsHeld const held;
   std::vector<Before> done;
+  done.reserve(files.size());
   try
   {
     for (OutputFile* const file : files)

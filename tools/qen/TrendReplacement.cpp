@@ -62,10 +62,23 @@ bool IsThere(std::string const& path)
 
 bool IsRecordOf(std::string const& path, Uuid const& trend)
 {
-  if (!IsThere(path))
-    return false;
   std::optional<trend_header_t> const header = TrendFile::PeekHeader(InputFile(path));
   return header && SignalFile::ToUuid(header->TrendUuid) == trend;
+}
+
+/// Whether there is a record or document of the trend.
+bool IsOf(std::string const& path, Uuid const& trend)
+{
+  if (!IsThere(path))
+    return false;
+  try
+  {
+    return IsRecordOf(path, trend) || TrendDocument::IsOf(path, trend);
+  }
+  catch (ToolError const& error)
+  {
+    throw ToolError(ExitCode::Disk, Text::Printable(path) + " " + error.what());
+  }
 }
 
 /// Removes a record or document of the trend, or a link that leads nowhere any more.
@@ -73,11 +86,10 @@ bool IsRecordOf(std::string const& path, Uuid const& trend)
 bool RemoveIfOf(std::string const& path, Uuid const& trend)
 {
   std::error_code ignored;
-  bool const isOfTrend =
-      IsThere(path) ? IsRecordOf(path, trend) || TrendDocument::IsOf(path, trend) : fs::is_symlink(path, ignored);
-  if (isOfTrend && unlink(path.c_str()) != 0)
+  bool const isOurs = IsThere(path) ? IsOf(path, trend) : fs::is_symlink(path, ignored);
+  if (isOurs && unlink(path.c_str()) != 0)
     Fail(path, "cannot be removed", errno);
-  return isOfTrend;
+  return isOurs;
 }
 
 void Synchronise(std::string const& folder)
@@ -185,7 +197,7 @@ try
       for (old_.push_back({trend, kind == "old", {}}); ++word < end && !word->empty();)
         old_.back().names.push_back((fs::path(folder_) / *word).lexically_normal().native());
   }
-  return true;
+  return !new_.empty(); // nothing takes the place of anything else
 }
 catch (UuidException const&)
 {
@@ -291,7 +303,7 @@ bool TrendReplacement::AllNewAreGood() const
 bool TrendReplacement::AllOldAreThere() const
 {
   return std::all_of(old_.begin(), old_.end(),
-                     [](Old const& old) { return !old.names.empty() && IsRecordOf(old.names.front(), old.trend); });
+                     [](Old const& old) { return !old.names.empty() && IsOf(old.names.front(), old.trend); });
 }
 
 void TrendReplacement::Finish()

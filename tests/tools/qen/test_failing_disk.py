@@ -267,6 +267,21 @@ class DiskFindings(FaultTest):
             self.assertEqual((5, "qen: c.xml exists and cannot be %s: Input/output error: choose another name\n" % reason), (run.code, run.err))
             self.assert_files(scenario.files, run.files, run)
 
+    def test_an_old_trend_that_cannot_be_removed_is_named_and_goes_in_the_next_run(self):
+        scenario = self.case("trend shrink --apply of files")
+        calls = scenario.run().calls
+        given = max(call.number for call in calls if call.name == "rename")
+        for name in ("a.qtr", "b.xml"):
+            for what in ("open", "read", "unlink"):
+                at = next(call.number for call in calls if call.number > given and call.name == what and call.path == name)
+                run = scenario.run("EIO", at)
+                self.assertEqual(5, run.code, run)
+                self.assertRegex(run.err, r"^qen: the new trends are complete, but /.*/%s cannot be (opened|read|removed): Input/output error; "
+                                 r"the same command again goes on\n$" % name)
+                self.assertIn(name, run.files)
+                again = scenario.run_freely(run.files)
+                self.assertEqual((0, []), (again.code, shrunk_problems(scenario.files, again.files, True)), (run, again))
+
     def test_what_the_demonstration_cannot_read_back_is_not_proved(self):
         scenario = self.case("demo --keep")
         calls = scenario.run().calls

@@ -432,7 +432,7 @@ class EarlyEnd(ShrinkTest):
         os.mkdir(self.path(".shrink-folder"))
         before = {name: data for name, data in self.files().items() if not name.startswith(".shrink")}
         for data in (b"", b"end\0", whole[:-1], whole[:-5], whole.replace(b"list/1", b"list/2"), b"\0" * 50, whole.replace(b"new", b"new\0x"),
-                     whole.replace(str(self.new[0]).encode(), b"nonsense")):
+                     b"qen.trend-shrink-list/1\0" + whole[whole.index(b"old\0"):], whole.replace(str(self.new[0]).encode(), b"nonsense")):
             self.write(".shrink-%s" % TREND, data)
             self.shrink("a.qtr", *self.SETTINGS, "-o", "out")
             self.assertEqual(before, {name: data for name, data in self.files().items() if not name.startswith(".shrink")})
