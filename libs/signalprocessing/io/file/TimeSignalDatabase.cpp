@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <sstream>
+#include <utility>
 
 // Database objects: the record as binary data, the details document beside it, identifiers in columns of their own.
 
