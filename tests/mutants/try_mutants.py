@@ -13,7 +13,7 @@ import sys
 import tomllib
 
 PROGRAMS = {
-    "dev": ["qen_internal_tests", "qen_tests", "qen_thread_tests", "qen_failing_memory_tests"],
+    "dev": ["qen_internal_tests", "qen_tests", "qen_thread_tests", "qen_memory_tests", "qen_failing_memory_tests"],
     "tsan": ["qen_thread_tests"],
 }
 TIMEOUT_SECONDS = 300
