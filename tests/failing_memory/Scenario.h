@@ -88,13 +88,6 @@ struct Scenario
   bool keeps = false;
 };
 
-/// Accepts any state that can be seen: for operations that leave a part of their work behind.
-template <class State>
-std::string AnyState(State&, Attempt const&)
-{
-  return "";
-}
-
 struct ScenarioReport
 {
   unsigned long attemptsOnce = 0;         ///< runs in which one call failed
