@@ -92,13 +92,13 @@ class LostPowerShrink(LostPower):
             self.assertEqual({"taken back", "finished"}, set(ends) - {"anew"})
 
     def test_a_folder_is_thinned_by_the_same_command(self):
-        self.check("trend shrink --apply", True)
+        self.check("trend shrink --apply", True, every=2)
 
     def test_files_are_thinned_by_the_same_command(self):
-        self.check("trend shrink --apply of files", True, every=3)
+        self.check("trend shrink --apply of files", True, every=4)
 
     def test_a_folder_for_results_is_filled_by_the_same_command(self):
-        self.check("trend shrink --apply -o", False)
+        self.check("trend shrink --apply -o", False, every=2)
 
 
 class PowerFindings(LostPower):
