@@ -217,7 +217,7 @@ void uncompressSignal(benchmark::State& state, std::vector<short> const& samples
   }
 }
 
-void checksumOf(benchmark::State& state, std::vector<short> const& samples)
+void readLimit(benchmark::State& state, std::vector<short> const& samples)
 {
   auto const bytes = bytesOf(samples);
   for (auto _ : state)
@@ -332,7 +332,7 @@ void addCodecs(std::string const& name, std::vector<short> const& samples)
                                                        {"uncompress zlib", uncompressZlib},
                                                        {"uncompress codec", uncompressCodec},
                                                        {"uncompress signal", uncompressSignal},
-                                                       {"read", checksumOf}};
+                                                       {"read", readLimit}};
   for (auto const& [what, codec] : kCodecs)
     benchmark::RegisterBenchmark((what + ("/" + name)).c_str(),
                                  [codec, samples](benchmark::State& state) { codec(state, samples); });

@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 
 #include <ios>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -54,6 +55,23 @@ auto Giving(F function)
   return Scenario<Result>{.make = [] { return Result(); },
                           .act = [function](Result& result) { result.emplace(function()); },
                           .see = [](Result& result) { return Sight::Of(result); }};
+}
+
+/// A function that makes a trend. Its UUID is another one each time, so that is not looked at.
+template <class F>
+auto GivingNewTrend(F function)
+{
+  using Result = std::unique_ptr<Trend>;
+  return Scenario<Result>{.make = [] { return Result(); },
+                          .act = [function](Result& result) { result = std::make_unique<Trend>(function()); },
+                          .see =
+                              [](Result& result)
+                          {
+                            Sight sight;
+                            if (result)
+                              sight.AddAllButItsUuid(*result);
+                            return sight.Text();
+                          }};
 }
 
 /// A function that always refuses, whatever it is given, or fails to say so.

@@ -4,6 +4,7 @@
 #include "failing_memory/CommonScenarios.h"
 #include "platform/Options.h"
 #include "support/ClassicStream.h"
+#include "support/Replaced.h"
 
 #include <locale>
 #include <memory>
@@ -103,6 +104,21 @@ Scenario<Reading> LookingUp(std::function<void(Reading&)> lookUp, Scenario<Readi
           .see = [](Reading& reading) { return Sight::Of(reading.object); },
           .faultOfFailure = std::move(faultOfFailure)};
 }
+
+/// The document of a signal, written into a stream of the caller.
+Scenario<std::stringstream> WritingInto(std::function<std::stringstream()> make, InternalTimeSignal const& signal)
+{
+  return {.make = std::move(make),
+          .act =
+              [&signal](std::stringstream& stream)
+          {
+            signal.CreateXmlDetails(stream);
+            RequireGood(stream);
+          },
+          .see = [](std::stringstream& stream) { return stream.str(); },
+          .faultOfFailure = FaultOfDocument,
+          .rewind = Empty};
+}
 } // namespace
 
 // Documents
@@ -110,37 +126,19 @@ Scenario<Reading> LookingUp(std::function<void(Reading&)> lookUp, Scenario<Readi
 TEST(TimeSignalDetailsFailingMemory, CutDocumentShowsInTheStreamOrAsAnException)
 {
   Object const signal = ObjectWith(LongDescription());
-  ExpectEndures(Scenario<std::stringstream>{.make = [] { return ClassicStream(); },
-                                            .act =
-                                                [&](std::stringstream& stream)
-                                            {
-                                              signal->CreateXmlDetails(stream);
-                                              RequireGood(stream);
-                                            },
-                                            .see = [](std::stringstream& stream) { return stream.str(); },
-                                            .faultOfFailure = FaultOfDocument,
-                                            .rewind = Empty});
+  ExpectEndures(WritingInto([] { return ClassicStream(); }, *signal));
 }
 
 TEST(TimeSignalDetailsFailingMemory, CutDocumentInALocaleOfTheCallersShowsInTheStreamOrAsAnException)
 {
   Object const signal = ObjectWith(LongDescription());
-  ExpectEndures(Scenario<std::stringstream>{.make =
-                                                []
-                                            {
-                                              std::stringstream stream;
-                                              stream.imbue(std::locale(std::locale::classic(), new DecimalComma));
-                                              return stream;
-                                            },
-                                            .act =
-                                                [&](std::stringstream& stream)
-                                            {
-                                              signal->CreateXmlDetails(stream);
-                                              RequireGood(stream);
-                                            },
-                                            .see = [](std::stringstream& stream) { return stream.str(); },
-                                            .faultOfFailure = FaultOfDocument,
-                                            .rewind = Empty});
+  auto const make = []
+  {
+    std::stringstream stream;
+    stream.imbue(std::locale(std::locale::classic(), new DecimalComma));
+    return stream;
+  };
+  ExpectEndures(WritingInto(make, *signal));
 }
 
 TEST(TimeSignalDetailsFailingMemory, DocumentOfAnUnknownTypeIsRefusedOrTheRefusalFindsNoMemory)
@@ -303,17 +301,10 @@ TEST(TimeSignalDetailsFailingMemory, RefusedDatabaseObjectIsRefusedOrTheRefusalF
 {
   std::unique_ptr<MeasurementDataDO> const whole = StoredSignal();
   std::string const details = whole->getMeasurementDataDetails();
-  auto const replaced = [&](std::string const& what, std::string const& by)
-  {
-    std::string changed = details;
-    std::size_t const place = changed.find(what);
-    EXPECT_NE(place, std::string::npos);
-    return changed.replace(place, what.size(), by);
-  };
-  for (std::string const& text :
-       {std::string("not XML, in a text that is too long for a short string"),
-        std::string("<vel:MeasurementDataDetails/>"), replaced("<vel:AverageValue>-0.25", "<vel:AverageValue>x"),
-        replaced("<vel:TriggerUuid>", "<vel:TriggerUuid>x")})
+  for (std::string const& text : {std::string("not XML, in a text that is too long for a short string"),
+                                  std::string("<vel:MeasurementDataDetails/>"),
+                                  Replaced(details, "<vel:AverageValue>-0.25", "<vel:AverageValue>x"),
+                                  Replaced(details, "<vel:TriggerUuid>", "<vel:TriggerUuid>x")})
   {
     MeasurementDataDO stored(*whole);
     stored.setMeasurementDataDetails(text);

@@ -123,18 +123,7 @@ TEST(TrendShrinkerFailingMemory, TrendsAreMergedWholeOrNotAtAll)
   TrendShrinker const shrinker = MakeShrinker(Settings());
   Trend const first(StoredTrend(PartsOf(TimesFrom(0, 10, 150), 1, 2)));
   Trend const second(StoredTrend(PartsOf(TimesFrom(5, 7, 150), 2, 3)));
-  using Result = std::unique_ptr<Trend>;
-  ExpectEndures(Scenario<Result>{.make = [] { return Result(); },
-                                 .act = [&](Result& result)
-                                 { result = std::make_unique<Trend>(shrinker.MergeTrends(first, second)); },
-                                 .see =
-                                     [](Result& result)
-                                 {
-                                   Sight sight;
-                                   if (result)
-                                     sight.AddAllButItsUuid(*result);
-                                   return sight.Text();
-                                 }});
+  ExpectEndures(GivingNewTrend([&] { return shrinker.MergeTrends(first, second); }));
 }
 
 TEST(TrendShrinkerFailingMemory, RunThatMustNotThrowGivesTheTrendsThatAreMadeAndReportsTheRest)

@@ -47,20 +47,8 @@ Scenario<Trend> Changing(TrendParts const& parts, std::function<void(Trend&)> ch
 
 TEST(TrendFailingMemory, NewTrendIsMadeWholeOrNotAtAll)
 {
-  using Result = std::unique_ptr<Trend>;
   std::string const unit = LongText("unit");
-  ExpectEndures(Scenario<Result>{
-      .make = [] { return Result(); },
-      .act = [&](Result& result)
-      { result = std::make_unique<Trend>(CountingUuid(1), CountingUuid(2), CountingUuid(3), unit, 0.5); },
-      .see =
-          [](Result& result)
-      {
-        Sight sight;
-        if (result)
-          sight.AddAllButItsUuid(*result);
-        return sight.Text();
-      }});
+  ExpectEndures(GivingNewTrend([&] { return Trend(CountingUuid(1), CountingUuid(2), CountingUuid(3), unit, 0.5); }));
 }
 
 TEST(TrendFailingMemory, StoredTrendIsReadWholeOrNotAtAll)

@@ -5,6 +5,7 @@
 #include "signalprocessing/io/file/TimeSignalArchive.h"
 #include "support/ArchiveForm.h"
 #include "support/CountedMemory.h"
+#include "support/Replaced.h"
 #include "support/SignalContents.h"
 #include "support/SignalState.h"
 
@@ -347,20 +348,13 @@ TEST(TimeSignalDatabaseMemory, RefusedObjectLeavesNothing)
 {
   std::unique_ptr<MeasurementDataDO> const whole(ObjectWith(LongDescription())->GetMeasurementDataDO());
   std::string const details = whole->getMeasurementDataDetails();
-  auto const replaced = [&](std::string const& what, std::string const& by)
-  {
-    std::string changed = details;
-    std::size_t const place = changed.find(what);
-    EXPECT_NE(place, std::string::npos);
-    return changed.replace(place, what.size(), by);
-  };
   std::vector<std::string> const wrong = {"not XML",
                                           "<vel:MeasurementDataDetails/>",
                                           "<vel:MeasurementDataDetails><vel:Signal/></vel:MeasurementDataDetails>",
-                                          replaced("<vel:AverageValue>-0.25", "<vel:AverageValue>x"),
-                                          replaced("<vel:TripValue>4.5", "<vel:TripValue>x"),
-                                          replaced("<vel:TriggerUuid>", "<vel:TriggerUuid>x"),
-                                          replaced("<vel:Speed>", "<vel:Speed>x")};
+                                          Replaced(details, "<vel:AverageValue>-0.25", "<vel:AverageValue>x"),
+                                          Replaced(details, "<vel:TripValue>4.5", "<vel:TripValue>x"),
+                                          Replaced(details, "<vel:TriggerUuid>", "<vel:TriggerUuid>x"),
+                                          Replaced(details, "<vel:Speed>", "<vel:Speed>x")};
   for (bool const isWholeRecord : {true, false})
     for (std::string const& text : wrong)
     {
