@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/Uuid.h"
+
+#include <array>
+#include <optional>
+
+class DeviceDatabase;
+
+/// What the store remembers of the thinning of one characteristic value: where its periods start and how far each age
+/// class has been applied. Whoever changes closed trends of the value takes its ledger first, which keeps all others
+/// waiting.
+class RetentionLedger
+{
+public:
+  /// One age class: the hour, the day, the week, the four weeks.
+  struct AgeClass
+  {
+    long long until; ///< everything before has been thinned to `count`; need not be where a period starts
+    unsigned int count;
+  };
+  static constexpr std::size_t kAgeClasses = 4;
+
+  struct State
+  {
+    std::optional<long long> anchor; ///< a time at which periods start; none before the first run
+    long long compactedUntil;        ///< small trends before have been joined
+    std::array<AgeClass, kAgeClasses> ageClasses;
+  };
+
+  RetentionLedger(DeviceDatabase& database, Uuid const& device, Uuid const& value)
+    : database_(database), device_(device), value_(value)
+  {
+  }
+
+  /// Within a transaction: takes the ledger, of which others wait for the end, and tells what is in it.
+  State Take();
+  void Write(State const& state);
+  /// Within a transaction: takes the ledger, and has everything from this time on thinned again.
+  void Rewind(long long time);
+
+private:
+  DeviceDatabase& database_;
+  Uuid device_;
+  Uuid value_;
+};
