@@ -15,6 +15,7 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/SampleKernels.h
   libs/signalprocessing/io/file/SampleTypes.h
   libs/signalprocessing/io/file/TimeSignalErrors.h
+  libs/signalprocessing/io/file/TrendAgeClasses.h
   libs/signalprocessing/io/file/TrendEntries.h
   libs/signalprocessing/io/file/UuidBytes.h
   libs/utilities/VectorClones.h

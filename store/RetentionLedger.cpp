@@ -25,12 +25,13 @@ SqlText const kRewind{
     "ELSE retention.four_weeks_until END"};
 SqlText const kRead{
     "read ledger",
-    "SELECT anchor, compacted_until, hour_until, hour_count, day_until, day_count, week_until, week_count, "
-    "four_weeks_until, four_weeks_count FROM retention WHERE device_uuid = $1 AND value_uuid = $2"};
-SqlText const kWrite{"write ledger",
-                     "UPDATE retention SET anchor = $3, compacted_until = $4, hour_until = $5, hour_count = $6, "
-                     "day_until = $7, day_count = $8, week_until = $9, week_count = $10, four_weeks_until = $11, "
-                     "four_weeks_count = $12 WHERE device_uuid = $1 AND value_uuid = $2"};
+    "SELECT anchor, compacted_until, four_weeks_until, four_weeks_count, week_until, week_count, day_until, "
+    "day_count, hour_until, hour_count FROM retention WHERE device_uuid = $1 AND value_uuid = $2"};
+SqlText const kWrite{
+    "write ledger",
+    "UPDATE retention SET anchor = $3, compacted_until = $4, four_weeks_until = $5, four_weeks_count = $6, "
+    "week_until = $7, week_count = $8, day_until = $9, day_count = $10, hour_until = $11, hour_count = $12 "
+    "WHERE device_uuid = $1 AND value_uuid = $2"};
 } // namespace
 
 void RetentionLedger::Rewind(long long time)
@@ -39,14 +40,12 @@ void RetentionLedger::Rewind(long long time)
   database_.connection_->Execute(kRewind, parameters);
 }
 
-RetentionLedger::State RetentionLedger::Take()
+std::optional<RetentionLedger::State> RetentionLedger::Look()
 {
-  Rewind(std::numeric_limits<long long>::max());
   SqlParameter const parameters[] = {device_, value_};
   auto const rows = database_.connection_->Query(kRead, parameters);
   if (!rows->Next())
-    throw ExceptionFactory("RetentionLedger.cpp", __LINE__)
-        .createException<DatabaseException>("%s: there is none", kRead.name);
+    return std::nullopt;
   State state{};
   if (!rows->IsNull(0))
     state.anchor = rows->Integer(0);
@@ -57,6 +56,15 @@ RetentionLedger::State RetentionLedger::Take()
     column += 2;
   }
   return state;
+}
+
+RetentionLedger::State RetentionLedger::Take()
+{
+  Rewind(std::numeric_limits<long long>::max());
+  if (std::optional<State> const state = Look())
+    return *state;
+  throw ExceptionFactory("RetentionLedger.cpp", __LINE__)
+      .createException<DatabaseException>("%s: there is none", kRead.name);
 }
 
 void RetentionLedger::Write(State const& state)

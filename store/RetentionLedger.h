@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Uuid.h"
+#include "signalprocessing/io/file/TrendAgeClasses.h"
 
 #include <array>
 #include <optional>
@@ -13,13 +14,13 @@ class DeviceDatabase;
 class RetentionLedger
 {
 public:
-  /// One age class: the hour, the day, the week, the four weeks.
+  /// One age class, in the order of kTrendAgeClasses.
   struct AgeClass
   {
     long long until; ///< everything before has been thinned to `count`; need not be where a period starts
     unsigned int count;
   };
-  static constexpr std::size_t kAgeClasses = 4;
+  static constexpr std::size_t kAgeClasses = kTrendAgeClasses.size();
 
   struct State
   {
@@ -33,6 +34,8 @@ public:
   {
   }
 
+  /// What is in it; nothing where there is none. Takes nothing: others may change it at any time.
+  std::optional<State> Look();
   /// Within a transaction: takes the ledger, of which others wait for the end, and tells what is in it.
   State Take();
   void Write(State const& state);

@@ -34,7 +34,8 @@ struct RetentionResult
   Uuid value;
   Amount before;
   Amount after;
-  std::string error; ///< empty when all went well; otherwise nothing of this value was changed
+  unsigned long long bytesRead = 0; ///< of records and details documents, those of trends that stayed as they are too
+  std::string error;                ///< empty when all went well; otherwise nothing of this value was changed
 };
 
 /// Thins the closed trends of a store by age, as TrendShrinker does, each stretch once per age class.

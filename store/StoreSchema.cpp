@@ -70,10 +70,10 @@ CREATE TABLE retention (
   value_uuid {uuid} NOT NULL,
   anchor {integer},
   compacted_until {integer} NOT NULL,
-  hour_until {integer} NOT NULL, hour_count {integer} NOT NULL,
-  day_until {integer} NOT NULL, day_count {integer} NOT NULL,
-  week_until {integer} NOT NULL, week_count {integer} NOT NULL,
   four_weeks_until {integer} NOT NULL, four_weeks_count {integer} NOT NULL,
+  week_until {integer} NOT NULL, week_count {integer} NOT NULL,
+  day_until {integer} NOT NULL, day_count {integer} NOT NULL,
+  hour_until {integer} NOT NULL, hour_count {integer} NOT NULL,
   PRIMARY KEY (device_uuid, value_uuid));
 )";
 

@@ -48,6 +48,8 @@
 #include "platform/MessageLogger.h"
 #include "platform/Options.h"
 #include "platform/Organisation.h"
+#include "signalprocessing/io/file/ThinningObserver.h"
+#include "signalprocessing/io/file/TrendAgeClasses.h"
 #include "signalprocessing/io/file/TrendEntries.h"
 #include "utilities/exception/ExceptionFactory.h"
 
@@ -63,10 +65,7 @@
 namespace
 {
 constexpr char const kSourceUnit[] = "TrendShrinker.cpp";
-constexpr long long kHour = 3600000000;
-constexpr long long kDay = 24 * kHour;
 constexpr long long kMaxTime = std::numeric_limits<long long>::max();
-constexpr long long kMinTime = std::numeric_limits<long long>::min();
 
 /// What lives from load to unload of the library.
 struct ProcessState
@@ -78,28 +77,6 @@ struct ProcessState
 [[gnu::init_priority(200)]] ProcessState processState;
 
 using Entries = std::span<trend_entry_t const>;
-
-long long saturatingAdd(long long a, long long b)
-{
-  long long sum = 0;
-  if (__builtin_add_overflow(a, b, &sum))
-    return a < 0 ? kMinTime : kMaxTime;
-  return sum;
-}
-
-long long saturatingSubtract(long long a, long long b)
-{
-  long long difference = 0;
-  if (__builtin_sub_overflow(a, b, &difference))
-    return a < 0 ? kMinTime : kMaxTime;
-  return difference;
-}
-
-/// How far `later` is behind `earlier`, which must not be later.
-unsigned long long distance(long long earlier, long long later)
-{
-  return static_cast<unsigned long long>(later) - static_cast<unsigned long long>(earlier);
-}
 
 void logSizeBefore(std::size_t entryCount)
 {
@@ -183,20 +160,11 @@ void appendAll(std::vector<trend_entry_t>& gathered, Entries entries)
   gathered.insert(gathered.end(), entries.begin(), entries.end());
 }
 
-struct AgeClass
-{
-  long long age;
-  long long length;
-  unsigned int count;
-
-  /// Periods that start before this are old enough at the time `now`.
-  long long Border(long long now) const { return saturatingSubtract(saturatingSubtract(now, age - 1), length - 1); }
-};
-
 /// What one slot keeps of one status class.
 struct Bucket
 {
   std::vector<trend_entry_t const*> kept;
+  bool isPinned = false;
   std::size_t merged = 0;
   // The entry nearest to the centre among those before it.
   trend_entry_t const* candidate = nullptr;
@@ -205,16 +173,23 @@ struct Bucket
   void Clear()
   {
     kept.clear();
+    isPinned = false;
     merged = 0;
     candidate = nullptr;
     candidateDistance = kMaxTime;
+  }
+
+  void Pin(trend_entry_t const& entry)
+  {
+    kept.push_back(&entry);
+    isPinned = true;
   }
 
   /// The entry is before the centre, and later than all offered so far.
   void OfferBefore(trend_entry_t const& entry, long long centre)
   {
     candidate = &entry;
-    candidateDistance = saturatingSubtract(centre, entry.TimeStamp);
+    candidateDistance = SaturatingSubtract(centre, entry.TimeStamp);
   }
 
   /// The entry is the first one at or behind the centre.
@@ -230,6 +205,19 @@ struct Bucket
       kept.push_back(candidate);
   }
 
+  /// What was decided about an entry of this status in the slot.
+  void Tell(trend_entry_t const& entry, ThinningObserver& observer) const
+  {
+    if (std::ranges::find(kept, &entry) != kept.end())
+      return observer.Observe(entry, isPinned ? ThinningVerdict::pinned : ThinningVerdict::nearest, nullptr);
+    auto const apart = [&entry](trend_entry_t const* other)
+    {
+      auto const [earlier, later] = std::minmax(entry.TimeStamp, other->TimeStamp);
+      return TimeBetween(earlier, later);
+    };
+    observer.Observe(entry, ThinningVerdict::dropped, *std::ranges::min_element(kept, {}, apart));
+  }
+
   trend_entry_t const* Front() const { return merged < kept.size() ? kept[merged] : nullptr; }
 };
 
@@ -243,7 +231,7 @@ public:
       bucket.Clear();
   }
 
-  void Pin(trend_entry_t const& entry) { bucketOf(entry).kept.push_back(&entry); }
+  void Pin(trend_entry_t const& entry) { bucketOf(entry).Pin(entry); }
 
   void Choose(Entries entries, long long centre)
   {
@@ -256,6 +244,12 @@ public:
     }
     for (Bucket& bucket : buckets_)
       bucket.DecideAtEnd();
+  }
+
+  void Tell(Entries entries, ThinningObserver& observer)
+  {
+    for (trend_entry_t const& entry : entries)
+      bucketOf(entry).Tell(entry, observer);
   }
 
   void MergeInto(std::deque<trend_entry_t>& survivors)
@@ -279,6 +273,11 @@ private:
   std::array<Bucket, 4> buckets_;
 };
 } // namespace
+
+ThinningObserver::ThinningObserver() = default;
+ThinningObserver::ThinningObserver(ThinningObserver const&) = default;
+ThinningObserver& ThinningObserver::operator=(ThinningObserver const&) = default;
+ThinningObserver::~ThinningObserver() = default;
 
 /// The stored characteristic values of a run, read forward only, across all its groups.
 class TrendShrinker::Values
@@ -334,7 +333,7 @@ struct TrendShrinker::Period
     unsigned long long const behind = count + 1ULL;
     if (SlotLength() == 0)
       return behind;
-    return std::min(distance(start, time) / static_cast<unsigned long long>(SlotLength()) + 1, behind);
+    return std::min(TimeBetween(start, time) / static_cast<unsigned long long>(SlotLength()) + 1, behind);
   }
 };
 
@@ -344,6 +343,7 @@ struct TrendShrinker::Walk
   Entries entries;              // what remains of the current trend
   std::span<Trend const> ahead; // the trends behind it
   Values& values;
+  ThinningObserver* observer; // null: nobody asks
   std::deque<trend_entry_t>& survivors;
   Slot slot{};
 
@@ -372,13 +372,27 @@ struct TrendShrinker::Walk
     if (reach < first.End())
       return first.start;
     auto const length = static_cast<unsigned long long>(first.length);
-    unsigned long long const withoutEntries = distance(first.start, reach) / length;
-    unsigned long long const ofClass = (distance(first.start, border) + length - 1) / length;
+    unsigned long long const withoutEntries = TimeBetween(first.start, reach) / length;
+    unsigned long long const ofClass = (TimeBetween(first.start, border) + length - 1) / length;
     auto const start = static_cast<long long>(static_cast<unsigned long long>(first.start) +
                                               std::min(withoutEntries, ofClass) * length);
     if (first.count != 0)
       values.SkipInEmptyStretch(start, next);
     return start;
+  }
+
+  void Tell(Entries decided, ThinningVerdict verdict) const
+  {
+    if (observer == nullptr)
+      return;
+    for (trend_entry_t const& entry : decided)
+      observer->Observe(entry, verdict, nullptr);
+  }
+
+  void KeepAll(Entries kept, ThinningVerdict verdict) const
+  {
+    Tell(kept, verdict);
+    appendAll(survivors, kept);
   }
 
   /// Thins the entries of one slot, of which there is at least one.
@@ -387,6 +401,8 @@ struct TrendShrinker::Walk
     slot.Clear();
     Pin(inSlot, period.SlotEnd(number), period.End());
     slot.Choose(inSlot, period.SlotCentre(number));
+    if (observer != nullptr)
+      slot.Tell(inSlot, *observer);
     slot.MergeInto(survivors);
   }
 
@@ -433,7 +449,7 @@ TrendShrinker::ShrinkTrends(long long now, std::vector<TrendDataDO> const& trend
   std::vector<TrendDataDO*> result;
   try
   {
-    run(now, trends, values, output);
+    run(now, trends, values, nullptr, output);
   }
   catch (abi::__forced_unwind const&)
   {
@@ -466,12 +482,22 @@ TrendShrinker::ShrinkTrendsOrThrow(long long now, std::vector<TrendDataDO> const
                                    std::vector<CharacteristicValueDataDO> const& values)
 {
   Output output;
-  run(now, trends, values, output);
+  run(now, trends, values, nullptr, output);
+  return output;
+}
+
+std::vector<std::unique_ptr<TrendDataDO>>
+TrendShrinker::ShrinkTrendsOrThrow(long long now, std::vector<TrendDataDO> const& trends,
+                                   std::vector<CharacteristicValueDataDO> const& values, ThinningObserver& observer)
+{
+  Output output;
+  run(now, trends, values, &observer, output);
   return output;
 }
 
 void TrendShrinker::run(long long now, std::vector<TrendDataDO> const& trends,
-                        std::vector<CharacteristicValueDataDO> const& values, Output& output) const
+                        std::vector<CharacteristicValueDataDO> const& values, ThinningObserver* observer,
+                        Output& output) const
 {
   if (trends.empty())
     return;
@@ -485,7 +511,7 @@ void TrendShrinker::run(long long now, std::vector<TrendDataDO> const& trends,
     // A limit that is NaN differs from itself and makes a group of its own.
     if (!group.empty() && trend.GetLowerPreAlarmLimit() != group.front().GetLowerPreAlarmLimit())
     {
-      Shrink(now, group, position, output);
+      Shrink(now, group, position, observer, output);
       group.clear();
     }
     if (group.empty() || trend.GetFirstTimeStamp() >= group.back().GetLastTimeStamp())
@@ -497,30 +523,30 @@ void TrendShrinker::run(long long now, std::vector<TrendDataDO> const& trends,
     }
   }
   if (!group.empty())
-    Shrink(now, group, position, output);
+    Shrink(now, group, position, observer, output);
 }
 
-void TrendShrinker::Shrink(long long now, std::span<Trend const> group, Values& values, Output& output) const
+void TrendShrinker::Shrink(long long now, std::span<Trend const> group, Values& values, ThinningObserver* observer,
+                           Output& output) const
 {
   logSizeBefore(std::accumulate(group.begin(), group.end(), std::size_t{0},
                                 [](std::size_t sum, Trend const& trend) { return sum + trend.GetNumberOfEntries(); }));
-  std::array<AgeClass, 4> const ageClasses{{{28 * kDay, kDay, perDayOlderThanFourWeeks_},
-                                            {7 * kDay, kDay, perDayOlderThanOneWeek_},
-                                            {kDay, kDay, perDayOlderThanOneDay_},
-                                            {kHour, kHour, perHourOlderThanOneHour_}}};
+  std::array const counts{perDayOlderThanFourWeeks_, perDayOlderThanOneWeek_, perDayOlderThanOneDay_,
+                          perHourOlderThanOneHour_};
   std::deque<trend_entry_t> survivors;
-  Walk walk{entriesOf(group.front()), group.subspan(1), values, survivors};
+  Walk walk{entriesOf(group.front()), group.subspan(1), values, observer, survivors};
   long long start = group.front().GetFirstTimeStamp();
   while (walk.ReachEntries())
   {
     auto const ageClass =
-        std::ranges::find_if(ageClasses, [&](AgeClass const& older) { return start < older.Border(now); });
-    if (ageClass == ageClasses.end())
+        std::ranges::find_if(kTrendAgeClasses, [&](TrendAgeClass const& older) { return start < older.Border(now); });
+    if (ageClass == kTrendAgeClasses.end())
     {
-      appendAll(survivors, std::exchange(walk.entries, {}));
+      walk.KeepAll(std::exchange(walk.entries, {}), ThinningVerdict::too_young);
       continue;
     }
-    Period const period{start, ageClass->length, ageClass->count};
+    Period const period{start, ageClass->periodLength,
+                        counts.at(static_cast<std::size_t>(ageClass - kTrendAgeClasses.begin()))};
     long long const next = walk.SkipEmptyPeriods(period, ageClass->Border(now));
     if (next == start)
       ShrinkTrendsOfOnePeriod(period, walk);
@@ -551,7 +577,7 @@ void TrendShrinker::ShrinkTrendEntriesOfOnePeriod(Period const& period, std::spa
 {
   Entries inPeriod = takeBefore(entries, period.End());
   if (period.count == 0)
-    return appendAll(walk.survivors, inPeriod);
+    return walk.KeepAll(inPeriod, ThinningVerdict::no_cleanup);
   unsigned long long nextSlot = 1;
   while (!inPeriod.empty())
   {
@@ -561,6 +587,7 @@ void TrendShrinker::ShrinkTrendEntriesOfOnePeriod(Period const& period, std::spa
     walk.ShrinkSlot(period, slot, takeBefore(inPeriod, period.SlotEnd(slot)));
     nextSlot = slot + 1;
   }
+  walk.Tell(inPeriod, ThinningVerdict::remainder);
   // The slots that are left hold nothing; entries behind the last slot are dropped.
   Entries const behind = inPeriod.empty() ? entries : inPeriod;
   if (nextSlot <= period.count && !behind.empty())
@@ -588,9 +615,9 @@ void TrendShrinker::cutIntoTrends(std::deque<trend_entry_t>& survivors, Trend co
 unsigned int TrendShrinker::countOfNextTrend(std::deque<trend_entry_t> const& survivors) const
 {
   long long duration = 0;
-  if (__builtin_mul_overflow(static_cast<long long>(maxDaysTrendDuration_), kDay, &duration))
+  if (__builtin_mul_overflow(static_cast<long long>(maxDaysTrendDuration_), kTrendDay, &duration))
     duration = kMaxTime;
-  long long const limit = saturatingAdd(survivors.front().TimeStamp, duration);
+  long long const limit = SaturatingAdd(survivors.front().TimeStamp, duration);
   auto const count = static_cast<unsigned int>(std::min<std::size_t>(survivors.size(), maxTrendSize_));
   if (survivors[count - 1].TimeStamp >= limit)
     return count;

@@ -11,6 +11,8 @@
 #include <span>
 #include <vector>
 
+class ThinningObserver;
+
 /// Thins out stored trends by age: what is older than an hour, a day, a week and four weeks keeps as many entries per
 /// hour or day as the device's configuration says. TrendShrinker.cpp tells how.
 ///
@@ -48,6 +50,10 @@ public:
   /// std::bad_alloc.
   std::vector<std::unique_ptr<TrendDataDO>> ShrinkTrendsOrThrow(long long now, std::vector<TrendDataDO> const& trends,
                                                                 std::vector<CharacteristicValueDataDO> const& values);
+  /// The same, and the observer is told of every entry: of those of trends that overlap, after they were merged.
+  std::vector<std::unique_ptr<TrendDataDO>> ShrinkTrendsOrThrow(long long now, std::vector<TrendDataDO> const& trends,
+                                                                std::vector<CharacteristicValueDataDO> const& values,
+                                                                ThinningObserver& observer);
 
   /// A new trend with the identity of the first and the entries of both by time; of equal time stamps the first trend's
   /// entry comes first.
@@ -65,9 +71,11 @@ private:
   using Output = std::vector<std::unique_ptr<TrendDataDO>>;
 
   QEN_FILE_IO_HIDDEN void run(long long now, std::vector<TrendDataDO> const& trends,
-                              std::vector<CharacteristicValueDataDO> const& values, Output& output) const;
+                              std::vector<CharacteristicValueDataDO> const& values, ThinningObserver* observer,
+                              Output& output) const;
   /// Thins one group of trends and appends its result.
-  QEN_FILE_IO_HIDDEN void Shrink(long long now, std::span<Trend const> group, Values& values, Output& output) const;
+  QEN_FILE_IO_HIDDEN void Shrink(long long now, std::span<Trend const> group, Values& values,
+                                 ThinningObserver* observer, Output& output) const;
   /// Gathers the entries of one period, across trends, and thins them.
   QEN_FILE_IO_HIDDEN static void ShrinkTrendsOfOnePeriod(Period const& period, Walk& walk);
   /// Thins the entries of one period and leaves in `entries` those behind it.

@@ -1,0 +1,44 @@
+#include "store/RetentionPlan.h"
+
+#include "store/TrendPeriods.h"
+
+#include <algorithm>
+
+namespace
+{
+constexpr long long kNever = std::numeric_limits<long long>::min();
+}
+
+RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& before) : after(before)
+{
+  after.anchor = basis.anchor;
+  long long older = kNever; // what lies before belongs to an older class
+  for (std::size_t i = 0; i < kTrendAgeClasses.size(); ++i)
+  {
+    TrendAgeClass const& ageClass = kTrendAgeClasses.at(i);
+    RetentionLedger::AgeClass& applied = after.ageClasses.at(i);
+    TrendPeriods const periods(basis.anchor, ageClass.periodLength);
+    unsigned int const count = basis.counts.at(i);
+    if (applied.count != count)
+      applied = {kNever, count};
+    long long const ofAge = periods.NextStart(ageClass.Border(basis.now));
+    long long const end = std::min(ofAge, periods.Start(basis.openFrom));
+    long long const from = std::max(applied.until == kNever ? kNever : periods.Start(applied.until), older);
+    if (count != 0 && from < end)
+      stretches.push_back({from, end, ageClass.periodLength, count});
+    applied.until = std::max(applied.until, end);
+    // What an open trend keeps from this class has to wait for it: a younger one must not have it instead.
+    older = std::max({older, ofAge, applied.until});
+    if (count != 0 && finalBefore == kNever)
+      finalBefore = applied.until;
+  }
+}
+
+RetentionPlan::Rest RetentionPlan::Judge(long long time) const
+{
+  auto const ageClass = std::ranges::find_if(after.ageClasses, [time](RetentionLedger::AgeClass const& applied)
+                                             { return time < applied.until; });
+  if (ageClass == after.ageClasses.end())
+    return Rest::too_young;
+  return ageClass->count == 0 ? Rest::no_cleanup : Rest::thinned_before;
+}

@@ -1,0 +1,378 @@
+#include "store/ValueThinning.h"
+
+#include "platform/database/CharacteristicValueDataDO.h"
+#include "platform/database/TrendDataDO.h"
+#include "signalprocessing/io/file/TrendEntries.h"
+#include "signalprocessing/io/file/TrendShrinker.h"
+#include "store/ThinningCheck.h"
+#include "store/TrendPeriods.h"
+#include "utilities/exception/ExceptionFactory.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <iterator>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+namespace
+{
+using EntryRange = std::span<trend_entry_t const>;
+
+constexpr char const kSourceUnit[] = "ValueThinning.cpp";
+/// So many small trends are joined at once: each entry is written once more for it, and a year leaves a dozen trends.
+constexpr std::size_t kJoinedTrends = 32;
+
+/// The entries of a time range, which ends before `to`.
+EntryRange between(EntryRange entries, long long from, long long to)
+{
+  auto const first = std::ranges::lower_bound(entries, from, {}, &trend_entry_t::TimeStamp);
+  return {first, std::ranges::lower_bound(first, entries.end(), to, {}, &trend_entry_t::TimeStamp)};
+}
+
+void append(std::vector<trend_entry_t>& all, EntryRange entries)
+{
+  all.insert(all.end(), entries.begin(), entries.end());
+}
+
+void sortOldestFirst(std::vector<TrendSummary>& rows)
+{
+  std::ranges::sort(
+      rows, {}, [](TrendSummary const& row) { return std::tuple(row.firstTimeStamp, row.lastTimeStamp, row.trend); });
+}
+
+unsigned long long ByteCountOf(TrendDataDO const& stored)
+{
+  return stored.getData().size() + stored.getTrendDataDetails().size();
+}
+
+/// The smallest and the largest value of each period; of equal ones the first. What is no number is neither.
+class Extremes
+{
+public:
+  Extremes(TrendPeriods const& periods, std::vector<long long>& pins) : periods_(periods), pins_(pins) {}
+  ~Extremes() { flush(); }
+
+  void Add(trend_entry_t const& entry)
+  {
+    if (std::isnan(entry.Value))
+      return;
+    long long const start = periods_.Start(entry.TimeStamp);
+    if (smallest_ != nullptr && start != start_)
+      flush();
+    start_ = start;
+    if (smallest_ == nullptr || entry.Value < smallest_->Value)
+      smallest_ = &entry;
+    if (largest_ == nullptr || entry.Value > largest_->Value)
+      largest_ = &entry;
+  }
+
+private:
+  void flush()
+  {
+    for (trend_entry_t const* extreme : {std::exchange(smallest_, nullptr), std::exchange(largest_, nullptr)})
+      if (extreme != nullptr)
+        pins_.push_back(extreme->TimeStamp);
+  }
+
+  TrendPeriods periods_;
+  std::vector<long long>& pins_;
+  long long start_ = 0;
+  trend_entry_t const* smallest_ = nullptr;
+  trend_entry_t const* largest_ = nullptr;
+};
+} // namespace
+
+struct ValueThinning::Row
+{
+  TrendDataDO stored;
+  Trend trend;
+
+  unsigned long long ByteCount() const { return ByteCountOf(stored); }
+};
+
+/// Trends that follow each other, of one unit and limit: what is thinned as if it were one.
+struct ValueThinning::Strand
+{
+  std::vector<Row> rows;
+  Entries entries; // of all rows, by time
+
+  Trend const& First() const { return rows.front().trend; }
+
+  bool Takes(Row const& row) const
+  {
+    Trend const& first = First();
+    // A limit that is NaN differs from itself.
+    return row.trend.GetLowerPreAlarmLimit() == first.GetLowerPreAlarmLimit() &&
+           row.trend.GetSignalUnitUuid() == first.GetSignalUnitUuid() &&
+           row.trend.GetSignalUnitString() == first.GetSignalUnitString() &&
+           row.trend.GetCharacteristicValueConfigBaseUuid() == first.GetCharacteristicValueConfigBaseUuid();
+  }
+
+  /// A new trend of the same kind with these entries.
+  Trend Make(EntryRange piece) const
+  {
+    Trend const& first = First();
+    Trend made(first.GetCharacteristicValueConfigUuid(), first.GetCharacteristicValueConfigBaseUuid(),
+               first.GetSignalUnitUuid(), first.GetSignalUnitString(), first.GetLowerPreAlarmLimit());
+    std::deque<trend_entry_t> entriesOfPiece;
+    for (trend_entry_t const& entry : piece)
+      AppendWhole(entriesOfPiece, entry);
+    made.AddTrendEntries(entriesOfPiece.begin(), entriesOfPiece.end());
+    return made;
+  }
+};
+
+ValueThinning::ValueThinning(DeviceDatabase& database, RetentionSettings const& settings, TrendShrinker& shrinker,
+                             Uuid const& device, Uuid const& value)
+  : database_(database), settings_(settings), shrinker_(shrinker), device_(device), value_(value),
+    ledger_(database, device, value)
+{
+}
+
+bool ValueThinning::IsDue() { return !dueRows(Plan()).empty(); }
+
+RetentionPlan ValueThinning::Plan() { return Plan(ledger_.Look().value_or(RetentionLedger::State{})); }
+
+RetentionPlan ValueThinning::Plan(RetentionLedger::State const& ledger)
+{
+  RetentionPlan::Basis basis{};
+  basis.now = settings_.now;
+  basis.counts = {shrinker_.GetNoTrendValuesPerDayOlderThanFourWeeks(),
+                  shrinker_.GetNoTrendValuesPerDayOlderThanOneWeek(), shrinker_.GetNoTrendValuesPerDayOlderThanOneDay(),
+                  shrinker_.GetNoTrendValuesPerHourOlderThanOneHour()};
+  TrendQuery query{value_, false, {}, std::numeric_limits<unsigned int>::max()};
+  for (TrendSummary const& open : database_.ListTrends(device_, query))
+    if (open.entryCount != 0)
+      basis.openFrom = std::min(basis.openFrom, open.firstTimeStamp);
+  basis.anchor = ledger.anchor.value_or(std::numeric_limits<long long>::max());
+  if (!ledger.anchor)
+  {
+    query.isClosed = true;
+    for (TrendSummary const& closed : database_.ListTrends(device_, query))
+      if (closed.entryCount != 0)
+        basis.anchor = std::min(basis.anchor, closed.firstTimeStamp);
+  }
+  return {basis, ledger};
+}
+
+RetentionResult ValueThinning::Run(ThinningObserver* observer)
+{
+  RetentionResult result;
+  result.device = device_;
+  result.value = value_;
+  RetentionPlan plan = Plan(ledger_.Take());
+  std::vector<TrendSummary> const due = dueRows(plan);
+  if (due.empty())
+    return result;
+  rewrite(due, plan, observer, result);
+  join(plan, result);
+  ledger_.Write(plan.after);
+  return result;
+}
+
+std::vector<TrendSummary> ValueThinning::dueRows(RetentionPlan const& plan)
+{
+  std::vector<TrendSummary> rows;
+  for (ThinningStretch const& stretch : plan.stretches)
+  {
+    TrendQuery const query{value_, true, {stretch.from, stretch.to - 1}, std::numeric_limits<unsigned int>::max()};
+    std::ranges::move(database_.ListTrends(device_, query), std::back_inserter(rows));
+  }
+  sortOldestFirst(rows);
+  // One that reaches into several stretches was found for each.
+  auto const repeated = std::ranges::unique(rows, {}, &TrendSummary::trend);
+  rows.erase(repeated.begin(), repeated.end());
+  return rows;
+}
+
+std::vector<TrendSummary> ValueThinning::smallRows(RetentionPlan const& plan)
+{
+  if (plan.finalBefore <= plan.after.compactedUntil)
+    return {};
+  TrendQuery const query{
+      value_, true, {plan.after.compactedUntil, plan.finalBefore - 1}, std::numeric_limits<unsigned int>::max()};
+  std::vector<TrendSummary> rows = database_.ListTrends(device_, query);
+  std::erase_if(rows, [&](TrendSummary const& row)
+                { return row.lastTimeStamp >= plan.finalBefore || row.entryCount > settings_.maxTrendSize / 2; });
+  sortOldestFirst(rows);
+  return rows;
+}
+
+void ValueThinning::join(RetentionPlan& plan, RetentionResult& result)
+{
+  std::vector<TrendSummary> const small = smallRows(plan);
+  if (small.size() < kJoinedTrends)
+    return;
+  RetentionPlan joining = plan;
+  joining.stretches.clear();
+  rewrite(small, joining, nullptr, result);
+  plan.after.compactedUntil = plan.finalBefore;
+}
+
+void ValueThinning::rewrite(std::vector<TrendSummary> const& summaries, RetentionPlan const& plan,
+                            ThinningObserver* observer, RetentionResult& result)
+{
+  for (Strand const& strand : readStrands(summaries, result))
+  {
+    Entries const survivors = thin(strand, plan, observer);
+    std::vector<EntryRange> const pieces = cut(survivors, plan);
+    if (survivors.size() != strand.entries.size() || pieces.size() != strand.rows.size())
+      replace(strand, pieces, result);
+  }
+}
+
+std::vector<ValueThinning::Strand> ValueThinning::readStrands(std::vector<TrendSummary> const& summaries,
+                                                              RetentionResult& result)
+{
+  std::vector<Strand> strands;
+  for (TrendSummary const& summary : summaries)
+  {
+    Row row = readRow(summary.trend);
+    result.bytesRead += row.ByteCount();
+    if (strands.empty() || !strands.back().Takes(row))
+      strands.emplace_back();
+    strands.back().rows.push_back(std::move(row));
+  }
+  for (Strand& strand : strands)
+    gather(strand);
+  return strands;
+}
+
+ValueThinning::Row ValueThinning::readRow(Uuid const& uuid)
+{
+  std::optional<TrendDataDO> stored = database_.FindTrend(device_, uuid);
+  if (!stored)
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TrendException>("Trend %s is not there any more!", uuid.ToString().c_str());
+  Row row{*stored, Trend(*stored)};
+  Entries const& entries = row.trend.GetTrendEntryVector();
+  ThinningCheck::RequireOrder(entries);
+  if (entries.empty() || entries.front().TimeStamp != row.trend.GetFirstTimeStamp() ||
+      entries.back().TimeStamp != row.trend.GetLastTimeStamp())
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TrendException>("Time stamps of trend %s are not those of its entries!",
+                                         uuid.ToString().c_str());
+  return row;
+}
+
+void ValueThinning::gather(Strand& strand) const
+{
+  for (Row const& row : strand.rows)
+  {
+    if (strand.entries.empty() || row.trend.GetFirstTimeStamp() >= strand.entries.back().TimeStamp)
+      append(strand.entries, row.trend.GetTrendEntryVector());
+    else
+      strand.entries = shrinker_.MergeTrends(strand.Make(strand.entries), row.trend).GetTrendEntryVector();
+  }
+}
+
+ValueThinning::Entries ValueThinning::thin(Strand const& strand, RetentionPlan const& plan, ThinningObserver* observer)
+{
+  EntryRange const all = strand.entries;
+  EntryRange rest = all;
+  Entries survivors;
+  for (ThinningStretch const& stretch : plan.stretches)
+  {
+    EntryRange const inside = between(rest, stretch.from, stretch.to);
+    append(survivors, {rest.begin(), inside.begin()});
+    rest = {inside.end(), rest.end()};
+    if (!inside.empty())
+    {
+      // Empty periods in front do not count: they may be without number.
+      ThinningStretch stretchWithEntries = stretch;
+      stretchWithEntries.from = TrendPeriods(*plan.after.anchor, stretch.periodLength).Start(inside.front().TimeStamp);
+      append(survivors, thinStretch(strand, stretchWithEntries, inside, observer));
+    }
+  }
+  append(survivors, rest);
+  ThinningCheck::RequireSubset(all, survivors);
+  ThinningCheck::RequireYoung(all, survivors, SaturatingSubtract(settings_.now, kTrendHour));
+  return survivors;
+}
+
+ValueThinning::Entries ValueThinning::thinStretch(Strand const& strand, ThinningStretch const& stretch,
+                                                  EntryRange entries, ThinningObserver* observer)
+{
+  std::unique_ptr<TrendDataDO> const whole(strand.Make(entries).GetTrendDataDO());
+  // This is where the shrinker's periods start.
+  whole->setFirstTimeStamp(stretch.from);
+  std::vector<TrendDataDO> const trends{*whole};
+  std::vector<long long> const pinned = pins(stretch, entries);
+  std::vector<CharacteristicValueDataDO> values(pinned.size());
+  for (std::size_t i = 0; i < pinned.size(); ++i)
+    values[i].setMeasurementTimeStamp(pinned[i]);
+  Entries survivors;
+  for (auto const& thinned : observer == nullptr
+                                 ? shrinker_.ShrinkTrendsOrThrow(settings_.now, trends, values)
+                                 : shrinker_.ShrinkTrendsOrThrow(settings_.now, trends, values, *observer))
+    append(survivors, Trend(*thinned).GetTrendEntryVector());
+  ThinningCheck::RequireRepresented(entries, survivors, stretch);
+  ThinningCheck::RequirePinned(entries, survivors, stretch, pinned);
+  return survivors;
+}
+
+std::vector<long long> ValueThinning::pins(ThinningStretch const& stretch, EntryRange entries)
+{
+  TimeRange const range{stretch.from, stretch.to - 1};
+  std::vector<long long> wanted = database_.ListBookmarks(device_, value_, range);
+  for (StoredCharacteristicValue const& stored : database_.ListCharacteristicValues(device_, value_, range))
+    wanted.push_back(stored.timeStamp);
+  if (settings_.keepPeaks)
+  {
+    Extremes extremes(TrendPeriods(stretch.from, stretch.periodLength), wanted);
+    for (trend_entry_t const& entry : entries)
+      extremes.Add(entry);
+  }
+  std::ranges::sort(wanted);
+  // A value that was recorded without an entry would hide the next one from the shrinker.
+  std::vector<long long> pinned;
+  for (trend_entry_t const& entry : entries)
+    if ((pinned.empty() || pinned.back() != entry.TimeStamp) && std::ranges::binary_search(wanted, entry.TimeStamp))
+      pinned.push_back(entry.TimeStamp);
+  return pinned;
+}
+
+// Where entries will be thinned again, a trend holds those of one day: then a later run reads what it thins and little
+// else.
+std::vector<ValueThinning::EntryRange> ValueThinning::cut(EntryRange entries, RetentionPlan const& plan) const
+{
+  TrendPeriods const days(*plan.after.anchor, kTrendDay);
+  std::vector<EntryRange> pieces;
+  while (!entries.empty())
+  {
+    long long const first = entries.front().TimeStamp;
+    long long const end = first < plan.finalBefore ? plan.finalBefore : SaturatingAdd(days.Start(first), kTrendDay);
+    std::size_t const count =
+        std::min<std::size_t>(between(entries, first, end).size(), std::max(settings_.maxTrendSize, 1U));
+    pieces.push_back(entries.first(count));
+    entries = entries.subspan(count);
+  }
+  return pieces;
+}
+
+void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const& pieces, RetentionResult& result)
+{
+  for (Row const& row : strand.rows)
+  {
+    database_.DeleteTrend(device_, row.stored.getCurrentUuid().getUuid());
+    result.before.trends += 1;
+    result.before.bytes += row.ByteCount();
+  }
+  result.before.entries += strand.entries.size();
+  TrendDataDO const& first = strand.rows.front().stored;
+  for (EntryRange const piece : pieces)
+  {
+    Trend trend = strand.Make(piece);
+    trend.SetCompression(zlib);
+    std::unique_ptr<TrendDataDO> const made(trend.GetTrendDataDO());
+    made->setClosed(true);
+    made->setCharacteristicValueConfig(first.getCharacteristicValueConfig());
+    made->setCharacteristicValueConfigBaseUuid(first.getCharacteristicValueConfigBaseUuid());
+    database_.PutTrend(device_, *made);
+    result.after.trends += 1;
+    result.after.entries += piece.size();
+    result.after.bytes += ByteCountOf(*made);
+  }
+}
