@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-/// A statement in the SQL that all engines share; parameters are $1, $2, ... in the order of their first use. The name
-/// tells users in errors what was attempted.
+/// A statement in the SQL that all engines share; parameters are $1, $2, ... The name tells users in errors what was
+/// attempted.
 struct SqlText
 {
   char const* name;

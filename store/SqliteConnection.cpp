@@ -202,10 +202,12 @@ sqlite3_stmt* SqliteConnection::prepare(SqlText const& statement)
   auto const known = statements_.find(statement.text);
   if (known != statements_.end())
     return known->second.get();
+  // $2 is a name to SQLite, ?2 is the second parameter.
+  std::string text = statement.text;
+  std::ranges::replace(text, '$', '?');
   sqlite3_stmt* prepared = nullptr;
-  require(
-      sqlite3_prepare_v3(database_.get(), statement.text.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr),
-      statement.name);
+  require(sqlite3_prepare_v3(database_.get(), text.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr),
+          statement.name);
   Statement owned(prepared);
   return statements_.emplace(statement.text, std::move(owned)).first->second.get();
 }
