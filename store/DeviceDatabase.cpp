@@ -99,7 +99,8 @@ public:
     parameters_.push_back(parameter);
     text_ += (parameters_.size() == 1 ? " WHERE " : " AND ");
     text_ += condition;
-    text_ += "$" + std::to_string(parameters_.size());
+    text_ += '$';
+    text_ += std::to_string(parameters_.size());
   }
   void AddIf(char const* condition, auto const& parameter)
   {
@@ -109,7 +110,8 @@ public:
   void AddLimit(unsigned int count)
   {
     parameters_.emplace_back(count);
-    limit_ = " LIMIT $" + std::to_string(parameters_.size());
+    limit_ = " LIMIT $";
+    limit_ += std::to_string(parameters_.size());
   }
 
   SqlText Around(char const* name, std::string const& select, std::string const& order) const
