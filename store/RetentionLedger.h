@@ -4,6 +4,7 @@
 #include "signalprocessing/io/file/TrendAgeClasses.h"
 
 #include <array>
+#include <limits>
 #include <optional>
 
 class DeviceDatabase;
@@ -17,15 +18,16 @@ public:
   /// One age class, in the order of kTrendAgeClasses.
   struct AgeClass
   {
-    long long until; ///< everything before has been thinned to `count`; need not be where a period starts
-    unsigned int count;
+    /// Everything before has been thinned to `count`; need not be where a period starts.
+    long long until = std::numeric_limits<long long>::min();
+    unsigned int count = 0;
   };
   static constexpr std::size_t kAgeClasses = kTrendAgeClasses.size();
 
   struct State
   {
     std::optional<long long> anchor; ///< a time at which periods start; none before the first run
-    long long compactedUntil;        ///< small trends before have been joined
+    long long compactedUntil = std::numeric_limits<long long>::min(); ///< small trends before have been joined
     std::array<AgeClass, kAgeClasses> ageClasses;
   };
 
