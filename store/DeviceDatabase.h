@@ -149,7 +149,7 @@ public:
   /// The configurations of all characteristic values that have trends, ascending.
   std::vector<Uuid> ListTrendValues(Uuid const& device);
 
-  /// A NaN comes back as a NaN, if not the same.
+  /// A NaN comes back as a NaN, if not the same; SQLite knows no negative zero.
   void PutCharacteristicValue(Uuid const& device, Uuid const& config, double value,
                               CharacteristicValueDataDO const& object);
   /// Oldest first.
