@@ -1,8 +1,8 @@
-# What `cmake --install` lays down: the two libraries; their public headers below include/qen, by the paths that they are
-# included by; a CMake package (find_package(QenFileIo), target qen::file_io); a pkg-config file (qen-file-io).
-# Components: runtime (the shared libraries), development (the rest).
+# What `cmake --install` lays down: the libraries; their public headers below include/qen, by the paths that they are included by;
+# a CMake package (find_package(QenFileIo), targets qen::file_io and qen::store); pkg-config files (qen-file-io, qen-store). The
+# store is left out of builds without it. Components: runtime (the shared libraries), development (the rest).
 
-# Headers of the library's own sources. They are not installed, so no public header may include them.
+# Headers of the libraries' own sources. They are not installed, so no public header may include them.
 set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/BlockScale.h
   libs/signalprocessing/io/file/CentringOffset.h
@@ -20,7 +20,14 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/UuidBytes.h
   libs/utilities/VectorClones.h
   libs/utilities/archive/SerializeErrors.h
-  platform/PlatformError.h)
+  platform/PlatformError.h
+  store/DatabaseUrl.h
+  store/PostgresConnection.h
+  store/RetentionLedger.h
+  store/SqlConnection.h
+  store/SqliteConnection.h
+  store/StoreSchema.h
+  store/StoreTransaction.h)
 
 include(CMakePackageConfigHelpers)
 set(QEN_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QenFileIo)
@@ -29,7 +36,16 @@ set(QEN_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QenFileIo)
 set_target_properties(qen_file_io PROPERTIES EXPORT_NAME file_io INSTALL_RPATH "$ORIGIN")
 set_target_properties(qen_platform PROPERTIES EXPORT_NAME platform)
 target_compile_features(qen_platform INTERFACE cxx_std_20)
-install(TARGETS qen_file_io qen_platform EXPORT QenFileIoTargets
+set(QEN_LIBRARIES qen_file_io qen_platform)
+set(QEN_HEADER_FOLDERS platform libs/signalprocessing libs/utilities)
+set(QEN_PACKAGES qen-file-io)
+if(QEN_STORE)
+  set_target_properties(qen_store PROPERTIES EXPORT_NAME store INSTALL_RPATH "$ORIGIN")
+  list(APPEND QEN_LIBRARIES qen_store)
+  list(APPEND QEN_HEADER_FOLDERS store)
+  list(APPEND QEN_PACKAGES qen-store)
+endif()
+install(TARGETS ${QEN_LIBRARIES} EXPORT QenFileIoTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
 
 set(WITHOUT_INTERNAL_HEADERS "")
@@ -37,7 +53,8 @@ foreach(header ${QEN_INTERNAL_HEADERS})
   string(REGEX REPLACE "^libs/" "" header ${header})
   list(APPEND WITHOUT_INTERNAL_HEADERS REGEX "/${header}$" EXCLUDE)
 endforeach()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/libs/signalprocessing ${PROJECT_SOURCE_DIR}/libs/utilities
+list(TRANSFORM QEN_HEADER_FOLDERS PREPEND ${PROJECT_SOURCE_DIR}/)
+install(DIRECTORY ${QEN_HEADER_FOLDERS}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qen COMPONENT development
   FILES_MATCHING PATTERN "*.h" ${WITHOUT_INTERNAL_HEADERS})
 
@@ -48,7 +65,9 @@ write_basic_package_version_file(QenFileIoConfigVersion.cmake COMPATIBILITY Same
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QenFileIoConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QenFileIoConfigVersion.cmake
   DESTINATION ${QEN_PACKAGE_DIR} COMPONENT development)
 
-# The pkg-config file finds the prefix from its own place, because the prefix may be given at installation.
+# The pkg-config files find the prefix from their own place, because the prefix may be given at installation.
 file(RELATIVE_PATH QEN_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-configure_file(${CMAKE_CURRENT_LIST_DIR}/qen-file-io.pc.in qen-file-io.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qen-file-io.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+foreach(package ${QEN_PACKAGES})
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()

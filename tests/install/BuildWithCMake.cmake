@@ -1,5 +1,5 @@
 # Builds and runs the program with find_package(QenFileIo).
-include(${CMAKE_CURRENT_LIST_DIR}/RunFirstProgram.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/RunProgram.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 set(TARGET_MACHINE -D CMAKE_CXX_COMPILER=${CXX})
 if(TOOLCHAIN)
@@ -14,4 +14,4 @@ if(NOT status EQUAL 0)
   message(FATAL_ERROR "${log}")
 endif()
 separate_arguments(EMULATOR)
-qen_run_first_program(${EMULATOR} ${WORK_DIR}/first_program)
+qen_run_program(${EMULATOR} ${WORK_DIR}/${PROGRAM})

@@ -27,7 +27,7 @@ LAYERS = {
 # Layers that may use internal headers of libs.
 INSIDERS = {"libs", "store", "tools", "bindings"}
 # Layers whose headers are installed, and the only library of other people that those headers may use.
-INSTALLED = {"platform", "libs"}
+INSTALLED = {"platform", "libs", "store"}
 ALLOWED_IN_INSTALLED = ["log4cpp/Priority.hh"]
 
 # Headers of the language have no suffix; these belong to the C library and the kernel.

@@ -9,7 +9,7 @@ import unittest
 
 import check_includes
 
-INTERNAL = ["libs/io/Kernel.h", "platform/Detail.h"]
+INTERNAL = ["libs/io/Kernel.h", "platform/Detail.h", "store/Rows.h"]
 CLEAN = {
     "platform/Uuid.h": "#include <array>\n",
     "platform/Detail.h": "#include <uuid/uuid.h>\n",
@@ -20,6 +20,7 @@ CLEAN = {
     "libs/io/Signal.cpp": '#include "io/Signal.h"\n#include "Kernel.h"\n#  include  "io/Kernel.h"\n',
     "store/Store.cpp": '#include "io/Signal.h"\n#include <sqlite3.h>\n',
     "store/Store.h": "#include <string>\n",
+    "store/Rows.h": "#include <sqlite3.h>\n",
     "tools/qen/Main.cpp": '#include "io/Kernel.h"\n#include "io/Signal.h"\n#include <CLI/CLI.hpp>\n',
     "bindings/python/Module.cpp": '#include "store/Store.h"\n#include <pybind11/pybind11.h>\n',
     "examples/first/main.cpp": '#include "io/Signal.h"\n#include <iostream>\n',
@@ -86,6 +87,7 @@ class CheckIncludes(unittest.TestCase):
         self.assert_reported("examples/first/main.cpp", '#include "io/Kernel.h"', "io/Kernel.h is internal to libs")
         self.assert_reported("tools/qen/Main.cpp", '#include "platform/Detail.h"', "platform/Detail.h is internal to platform")
         self.assert_reported("libs/io/Signal.cpp", '#include "platform/Detail.h"', "platform/Detail.h is internal to platform")
+        self.assert_reported("tools/qen/Main.cpp", '#include "store/Rows.h"', "store/Rows.h is internal to store")
 
     def test_internal_header_in_a_public_one(self):
         self.assert_reported("libs/io/Signal.h", '#include "io/Kernel.h"', "io/Kernel.h is internal, and this header is public")
@@ -94,6 +96,7 @@ class CheckIncludes(unittest.TestCase):
         self.assert_reported("platform/Uuid.h", "#include <uuid/uuid.h>", "uuid/uuid.h is a library, and this header is public")
         self.assert_reported("platform/Logger.h", "#include <log4cpp/Category.hh>",
                              "log4cpp/Category.hh is a library, and this header is public")
+        self.assert_reported("store/Store.h", "#include <sqlite3.h>", "sqlite3.h is a library, and this header is public")
 
     def test_foreign_library_that_a_layer_does_not_use(self):
         for name, library in (("libs/io/Signal.cpp", "sqlite3.h"), ("libs/io/Signal.cpp", "CLI/CLI.hpp"),
