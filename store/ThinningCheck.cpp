@@ -18,6 +18,38 @@ using ThinningCheck::Entries;
 
 bool areEqual(trend_entry_t const& a, trend_entry_t const& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
+bool holds(Entries entries, trend_entry_t const& wanted)
+{
+  return std::ranges::any_of(entries, [&wanted](trend_entry_t const& entry) { return areEqual(entry, wanted); });
+}
+
+/// Whether each of some entries, of which several may be alike, is there. Their order does not matter.
+bool holdAll(Entries entries, Entries wanted)
+{
+  if (wanted.size() == 1)
+    return holds(entries, wanted.front());
+  auto const isLess = [](trend_entry_t const* a, trend_entry_t const* b) { return std::memcmp(a, b, sizeof *a) < 0; };
+  auto const sorted = [&isLess](Entries any)
+  {
+    std::vector<trend_entry_t const*> order;
+    for (trend_entry_t const& entry : any)
+      order.push_back(&entry);
+    std::ranges::sort(order, isLess);
+    return order;
+  };
+  return std::ranges::includes(sorted(entries), sorted(wanted), isLess);
+}
+
+/// The entries in front that have a time stamp; they are taken away.
+Entries takeAt(Entries& entries, long long time)
+{
+  auto const end =
+      std::ranges::find_if(entries, [time](trend_entry_t const& entry) { return entry.TimeStamp != time; });
+  Entries const taken(entries.begin(), end);
+  entries = entries.subspan(taken.size());
+  return taken;
+}
+
 Entries from(Entries entries, long long time)
 {
   return {std::ranges::lower_bound(entries, time, {}, &trend_entry_t::TimeStamp), entries.end()};
@@ -77,14 +109,16 @@ void ThinningCheck::RequireOrder(Entries entries)
     refuse("Trend entries are not in time order!");
 }
 
+// Thinning puts entries with one time stamp in an order of its own.
 void ThinningCheck::RequireSubset(Entries before, Entries after)
 {
-  for (trend_entry_t const& entry : after)
+  while (!after.empty())
   {
-    auto const same = std::ranges::find_if(before, [&entry](trend_entry_t const& old) { return areEqual(old, entry); });
-    if (same == before.end())
+    long long const time = after.front().TimeStamp;
+    auto const isThere = [time](trend_entry_t const& entry) { return entry.TimeStamp == time; };
+    before = {std::ranges::find_if(before, isThere), before.end()};
+    if (!holdAll(takeAt(before, time), takeAt(after, time)))
       refuse("Thinned trend holds an entry that was not there!");
-    before = {same + 1, before.end()};
   }
 }
 
@@ -112,8 +146,8 @@ void ThinningCheck::RequirePinned(Entries before, Entries after, ThinningStretch
     Entries const pinned = from(before, pin);
     if (pinned.empty() || pinned.front().TimeStamp != pin || !slots.Hold(pinned.front()))
       continue;
-    Entries const kept = from(after, pin);
-    if (kept.empty() || !areEqual(kept.front(), pinned.front()))
+    Entries kept = from(after, pin);
+    if (!holds(takeAt(kept, pin), pinned.front()))
       refuse("Thinned trend lacks a pinned entry!");
   }
 }

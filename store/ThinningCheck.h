@@ -14,8 +14,8 @@ using Entries = std::span<trend_entry_t const>;
 
 /// "Trend entries are not in time order!"
 void RequireOrder(Entries entries);
-/// Every entry after is one from before bit for bit, in the same order: "Thinned trend holds an entry that was not
-/// there!"
+/// Every entry after is one from before bit for bit; those with one time stamp may be in another order: "Thinned trend
+/// holds an entry that was not there!"
 void RequireSubset(Entries before, Entries after);
 /// Every entry from a time on is there: "Thinned trend lacks an entry that is too young!"
 void RequireYoung(Entries before, Entries after, long long youngFrom);

@@ -288,7 +288,7 @@ ValueThinning::Entries ValueThinning::thin(Strand const& strand, RetentionPlan c
   }
   append(survivors, rest);
   ThinningCheck::RequireSubset(all, survivors);
-  ThinningCheck::RequireYoung(all, survivors, SaturatingSubtract(settings_.now, kTrendHour));
+  ThinningCheck::RequireYoung(all, survivors, SaturatingSubtract(settings_.now, kTrendHour - 1));
   return survivors;
 }
 
