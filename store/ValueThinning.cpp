@@ -78,6 +78,7 @@ private:
 
   TrendPeriods periods_;
   std::vector<long long>& pins_;
+  std::optional<long long> previous_;
   long long start_ = 0;
   trend_entry_t const* smallest_ = nullptr;
   trend_entry_t const* largest_ = nullptr;
@@ -343,9 +344,12 @@ std::vector<ValueThinning::EntryRange> ValueThinning::cut(EntryRange entries, Re
   while (!entries.empty())
   {
     long long const first = entries.front().TimeStamp;
-    long long const end = first < plan.finalBefore ? plan.finalBefore : SaturatingAdd(days.Start(first), kTrendDay);
+    // The last time, which is one that entries may have, rather than an end behind it.
+    long long const last =
+        first < plan.finalBefore ? plan.finalBefore - 1 : SaturatingAdd(days.Start(first), kTrendDay - 1);
+    auto const end = std::ranges::upper_bound(entries, last, {}, &trend_entry_t::TimeStamp);
     std::size_t const count =
-        std::min<std::size_t>(between(entries, first, end).size(), std::max(settings_.maxTrendSize, 1U));
+        std::min<std::size_t>(EntryRange(entries.begin(), end).size(), std::max(settings_.maxTrendSize, 1U));
     pieces.push_back(entries.first(count));
     entries = entries.subspan(count);
   }
