@@ -16,7 +16,8 @@ struct RetentionSettings
   long long now = 0;                       ///< the time from which ages count, microseconds since 1970
   unsigned int maxTrendSize = 100000;      ///< most entries of one trend that the run makes
   unsigned int maxDaysTrendDuration = 366; ///< handed to the thinning; never shortens below maxTrendSize
-  bool keepPeaks = false;                  ///< pins the smallest and the largest value of each period
+  /// Pins the smallest and the largest value of each period; of entries with one time stamp only the first counts.
+  bool keepPeaks = false;
 };
 
 /// What a run did with the trends of one characteristic value, or why it left them alone. Counts are those of the

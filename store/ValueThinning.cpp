@@ -13,6 +13,7 @@
 #include <deque>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -47,7 +48,8 @@ unsigned long long ByteCountOf(TrendDataDO const& stored)
   return stored.getData().size() + stored.getTrendDataDetails().size();
 }
 
-/// The smallest and the largest value of each period; of equal ones the first. What is no number is neither.
+/// The smallest and the largest value of each period; of equal ones the first. What is no number is neither, nor is
+/// what cannot be pinned: all but the first of several entries with one time stamp.
 class Extremes
 {
 public:
@@ -56,7 +58,9 @@ public:
 
   void Add(trend_entry_t const& entry)
   {
-    if (std::isnan(entry.Value))
+    bool const canBePinned = previous_ != entry.TimeStamp;
+    previous_ = entry.TimeStamp;
+    if (!canBePinned || std::isnan(entry.Value))
       return;
     long long const start = periods_.Start(entry.TimeStamp);
     if (smallest_ != nullptr && start != start_)
