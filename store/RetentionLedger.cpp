@@ -70,8 +70,8 @@ RetentionLedger::State RetentionLedger::Take()
 void RetentionLedger::Write(State const& state)
 {
   auto const& classes = state.ageClasses;
-  SqlParameter const parameters[] = {device_,          value_,           state.anchor.value_or(0), state.compactedUntil,
-                                     classes[0].until, classes[0].count, classes[1].until,         classes[1].count,
-                                     classes[2].until, classes[2].count, classes[3].until,         classes[3].count};
+  SqlParameter const parameters[] = {device_,          value_,           *state.anchor,    state.compactedUntil,
+                                     classes[0].until, classes[0].count, classes[1].until, classes[1].count,
+                                     classes[2].until, classes[2].count, classes[3].until, classes[3].count};
   database_.connection_->Execute(kWrite, parameters);
 }

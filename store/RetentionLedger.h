@@ -40,6 +40,7 @@ public:
   std::optional<State> Look();
   /// Within a transaction: takes the ledger, of which others wait for the end, and tells what is in it.
   State Take();
+  /// @param state must have an anchor
   void Write(State const& state);
   /// Within a transaction: takes the ledger, and has everything from this time on thinned again.
   void Rewind(long long time);

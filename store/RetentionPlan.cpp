@@ -29,6 +29,7 @@ RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& b
     applied.until = std::max(applied.until, end);
     // What an open trend keeps from this class has to wait for it: a younger one must not have it instead.
     older = std::max({older, ofAge, applied.until});
+    reach_.at(i) = older;
     if (count != 0 && finalBefore == kNever)
       finalBefore = applied.until;
   }
@@ -36,9 +37,11 @@ RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& b
 
 RetentionPlan::Rest RetentionPlan::Judge(long long time) const
 {
-  auto const ageClass = std::ranges::find_if(after.ageClasses, [time](RetentionLedger::AgeClass const& applied)
-                                             { return time < applied.until; });
-  if (ageClass == after.ageClasses.end())
+  auto const reach = std::ranges::find_if(reach_, [time](long long end) { return time < end; });
+  if (reach == reach_.end())
     return Rest::too_young;
-  return ageClass->count == 0 ? Rest::no_cleanup : Rest::thinned_before;
+  RetentionLedger::AgeClass const& applied = after.ageClasses.at(static_cast<std::size_t>(reach - reach_.begin()));
+  if (applied.count == 0)
+    return Rest::no_cleanup;
+  return time < applied.until ? Rest::thinned_before : Rest::too_young;
 }

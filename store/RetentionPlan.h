@@ -21,8 +21,9 @@ struct ThinningStretch
 /// period that is old enough and that no open trend reaches into. So each stretch is thinned by one class alone, and by
 /// each class once; a first run thins what a plain run over all trends would. A class whose count has changed starts
 /// anew.
-struct RetentionPlan
+class RetentionPlan
 {
+public:
   /// Everything that thinning depends on.
   struct Basis
   {
@@ -38,9 +39,9 @@ struct RetentionPlan
   /// Why an entry that no stretch holds stays as it is.
   enum class Rest
   {
-    too_young,
-    no_cleanup,
-    thinned_before
+    too_young,     ///< it has not come of age for its class, or an open trend reaches into its period
+    no_cleanup,    ///< its class keeps everything
+    thinned_before ///< its class has been applied
   };
   Rest Judge(long long time) const;
 
@@ -48,4 +49,7 @@ struct RetentionPlan
   /// What lies before is never thinned again, so trends need not be kept apart there.
   long long finalBefore = std::numeric_limits<long long>::min();
   RetentionLedger::State after;
+
+private:
+  std::array<long long, RetentionLedger::kAgeClasses> reach_{}; ///< where what belongs to each class ends
 };

@@ -110,7 +110,8 @@ void RetentionSimulation::copyFrom(DeviceDatabase& source)
   }
   for (long long const bookmark : source.ListBookmarks(device_, value_))
     copy_.PutBookmark(device_, value_, bookmark);
-  if (auto const ledger = RetentionLedger(source, device_, value_).Look())
+  // Without an anchor there was no run yet, and the copy's ledger is as new as the one of the store.
+  if (auto const ledger = RetentionLedger(source, device_, value_).Look(); ledger && ledger->anchor)
   {
     RetentionLedger copied(copy_, device_, value_);
     copied.Take();
