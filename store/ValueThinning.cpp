@@ -48,6 +48,20 @@ unsigned long long ByteCountOf(TrendDataDO const& stored)
   return stored.getData().size() + stored.getTrendDataDetails().size();
 }
 
+void add(RetentionResult::Amount& sum, RetentionResult::Amount const& amount)
+{
+  sum.trends += amount.trends;
+  sum.entries += amount.entries;
+  sum.bytes += amount.bytes;
+}
+
+void subtract(RetentionResult::Amount& sum, RetentionResult::Amount const& amount)
+{
+  sum.trends -= amount.trends;
+  sum.entries -= amount.entries;
+  sum.bytes -= amount.bytes;
+}
+
 /// The smallest and the largest value of each period; of equal ones the first. What is no number is neither, nor is
 /// what cannot be pinned: all but the first of several entries with one time stamp.
 class Extremes
@@ -94,7 +108,8 @@ struct ValueThinning::Row
   TrendDataDO stored;
   Trend trend;
 
-  unsigned long long ByteCount() const { return ByteCountOf(stored); }
+  Uuid const& Identity() const { return stored.getCurrentUuid().getUuid(); }
+  RetentionResult::Amount Size() const { return {1, trend.GetNumberOfEntries(), ByteCountOf(stored)}; }
 };
 
 /// Trends that follow each other, of one unit and limit: what is thinned as if it were one.
@@ -235,7 +250,7 @@ std::vector<ValueThinning::Strand> ValueThinning::readStrands(std::vector<TrendS
   for (TrendSummary const& summary : summaries)
   {
     Row row = readRow(summary.trend);
-    result.bytesRead += row.ByteCount();
+    result.bytesRead += row.Size().bytes;
     if (strands.empty() || !strands.back().Takes(row))
       strands.emplace_back();
     strands.back().rows.push_back(std::move(row));
@@ -364,11 +379,13 @@ void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const&
 {
   for (Row const& row : strand.rows)
   {
-    database_.DeleteTrend(device_, row.stored.getCurrentUuid().getUuid());
-    result.before.trends += 1;
-    result.before.bytes += row.ByteCount();
+    database_.DeleteTrend(device_, row.Identity());
+    // What this run made itself is not there afterwards, nor was it before.
+    if (made_.erase(row.Identity()) != 0)
+      subtract(result.after, row.Size());
+    else
+      add(result.before, row.Size());
   }
-  result.before.entries += strand.entries.size();
   TrendDataDO const& first = strand.rows.front().stored;
   for (EntryRange const piece : pieces)
   {
@@ -379,8 +396,7 @@ void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const&
     made->setCharacteristicValueConfig(first.getCharacteristicValueConfig());
     made->setCharacteristicValueConfigBaseUuid(first.getCharacteristicValueConfigBaseUuid());
     database_.PutTrend(device_, *made);
-    result.after.trends += 1;
-    result.after.entries += piece.size();
-    result.after.bytes += ByteCountOf(*made);
+    made_.insert(trend.GetTrendUuid());
+    add(result.after, {1, piece.size(), ByteCountOf(*made)});
   }
 }

@@ -6,6 +6,7 @@
 #include "store/RetentionPlan.h"
 #include "store/RetentionRun.h"
 
+#include <set>
 #include <span>
 #include <vector>
 
@@ -57,4 +58,5 @@ private:
   Uuid device_;
   Uuid value_;
   RetentionLedger ledger_;
+  std::set<Uuid> made_; ///< trends that this run has put in
 };
