@@ -1,10 +1,6 @@
 // A machine that is measured every five minutes for a year, whose store is thinned every hour.
 
-#include "platform/database/DeviceDO.h"
-#include "platform/database/TrendDataDO.h"
-#include "store/DeviceDatabase.h"
-#include "store/RetentionRun.h"
-#include "support/TrendRecords.h"
+#include "support/StoreSupport.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -12,38 +8,11 @@
 
 namespace
 {
-constexpr long long kMinute = 60000000;
-constexpr long long kHour = 60 * kMinute;
-constexpr long long kDay = 24 * kHour;
-constexpr long long kStart = 1767225600000000; // 2026-01-01T00:00:00Z
-
-DeviceDO deviceWith(unsigned int perHour, unsigned int day, unsigned int week, unsigned int fourWeeks)
-{
-  auto const perDay = [](char const* name, unsigned int count)
-  {
-    return "<vel:" + std::string(name) + "><vel:NumberOfRemainingTrendEntriesPerDay>" + std::to_string(count) +
-           "</vel:NumberOfRemainingTrendEntriesPerDay></vel:" + name + ">";
-  };
-  DeviceDO device;
-  device.setDeviceDetails("<vel:DeviceDetails xmlns:vel=\"urn:x\"><vel:TrendCleanupSettings><vel:OlderThanOneHour>"
-                          "<vel:NumberOfRemainingTrendEntriesPerHour>" +
-                          std::to_string(perHour) +
-                          "</vel:NumberOfRemainingTrendEntriesPerHour></vel:OlderThanOneHour>" +
-                          perDay("OlderThanOneDay", day) + perDay("OlderThanOneWeek", week) +
-                          perDay("OlderThanFourWeeks", fourWeeks) +
-                          "</vel:TrendCleanupSettings></vel:DeviceDetails>");
-  return device;
-}
-
 /// The device: an open trend that grows, closed and followed by a new one every so many entries.
 class Writer
 {
 public:
-  Writer(DeviceDatabase& database, Uuid const& device, std::size_t closeAt)
-    : database_(database), device_(device), closeAt_(closeAt)
-  {
-    begin();
-  }
+  Writer(RetentionStore& store, std::size_t closeAt) : store_(store), closeAt_(closeAt) { begin(); }
 
   void Add(EntryBytes const& entry)
   {
@@ -59,53 +28,32 @@ public:
     if (!parts_.entries.empty())
       put(false);
   }
-  Uuid const& OpenTrend() const { return parts_.trendUuid; }
-  Bytes OpenRecord() const { return FlatTrend(parts_); }
 
 private:
   void begin()
   {
-    parts_.trendUuid = Uuid::CreateUuid();
+    parts_.trendUuid = store_.NextUuid();
     parts_.form = zlib;
     parts_.entries.clear();
   }
-  void put(bool isClosed)
-  {
-    TrendDataDO stored = StoredTrend(parts_);
-    stored.setClosed(isClosed);
-    database_.PutTrend(device_, stored);
-  }
+  void put(bool isClosed) { store_.PutAs(parts_, isClosed); }
 
-  DeviceDatabase& database_;
-  Uuid device_;
+  RetentionStore& store_;
   std::size_t closeAt_;
   TrendParts parts_;
 };
 
-std::vector<EntryBytes> storedEntries(DeviceDatabase& database, Uuid const& device)
+unsigned long long storedBytes(RetentionStore& store)
 {
-  std::vector<EntryBytes> all;
-  std::vector<TrendSummary> trends = database.ListTrends(device);
-  std::reverse(trends.begin(), trends.end());
-  for (TrendSummary const& summary : trends)
-    for (EntryBytes const& entry : EntriesOf(database.FindTrend(device, summary.trend)->getData()))
-      all.push_back(entry);
-  return all;
-}
-
-unsigned long long storedBytes(DeviceDatabase& database, Uuid const& device)
-{
-  DeviceStatistics const statistics = database.ReadStatistics(device);
+  DeviceStatistics const statistics = store.database.ReadStatistics(store.device);
   return statistics.openTrends.byteCount + statistics.closedTrends.byteCount;
 }
 } // namespace
 
 TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
 {
-  DeviceDatabase database("sqlite::memory:");
-  Uuid const device = Uuid::CreateUuid();
-  database.PutDevice(device, deviceWith(6, 72, 24, 12));
-  Writer writer(database, device, 288);
+  RetentionStore store({100000, 366, 6, 72, 24, 12});
+  Writer writer(store, 288);
   std::set<EntryBytes> raw;
   unsigned long long bytesRead = 0;
   unsigned long long mostRead = 0;
@@ -117,12 +65,10 @@ TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
     for (int step = 0; step < 12; ++step)
     {
       // Status 1 all the time, a second series of status 3 one minute later on every third day.
-      long long const time = kStart + hour * kHour + step * 5 * kMinute;
-      for (auto const& entry : {MarkedEntry(time, 1, mark++)})
-      {
-        raw.insert(entry);
-        writer.Add(entry);
-      }
+      long long const time = kStoreStart + hour * kHour + step * 5 * kMinute;
+      EntryBytes const entry = MarkedEntry(time, 1, mark++);
+      raw.insert(entry);
+      writer.Add(entry);
       if (hour / 24 % 3 == 0)
       {
         EntryBytes const alarm = MarkedEntry(time + kMinute, 3, mark++);
@@ -131,37 +77,32 @@ TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
       }
     }
     writer.Flush();
-    RetentionSettings settings;
-    settings.now = kStart + (hour + 1) * kHour;
-    RetentionRun run(database, settings);
-    run.ThinDevice(device,
-                   [&](RetentionResult const& result)
-                   {
-                     ASSERT_EQ(result.error, "");
-                     if (hour >= (kDays - 28) * 24)
-                     {
-                       bytesRead += result.bytesRead;
-                       mostRead = std::max(mostRead, result.bytesRead);
-                       ++runs;
-                     }
-                   });
+    RetentionResult const result = store.Run(kStoreStart + (hour + 1) * kHour);
+    ASSERT_EQ(result.error, "");
+    if (hour >= (kDays - 28) * 24)
+    {
+      bytesRead += result.bytesRead;
+      mostRead = std::max(mostRead, result.bytesRead);
+      ++runs;
+    }
   }
   std::map<std::pair<long long, int>, unsigned int> perDayAndStatus;
-  for (EntryBytes const& entry : storedEntries(database, device))
+  for (EntryBytes const& entry : EntriesOf(store.Rows()))
   {
     ASSERT_EQ(raw.count(entry), 1u);
-    ++perDayAndStatus[{(TimeOf(entry) - kStart) / kDay, StatusOf(entry)}];
+    ++perDayAndStatus[{(TimeOf(entry) - kStoreStart) / kDay, StatusOf(entry)}];
   }
-  long long const now = kStart + kDays * kDay;
+  long long const now = kStoreStart + kDays * kDay;
   for (int day = 0; day < kDays - 3; ++day)
   {
-    long long const end = kStart + (day + 1) * kDay;
+    long long const end = kStoreStart + (day + 1) * kDay;
     unsigned int const expected = end + 28 * kDay <= now ? 12 : end + 7 * kDay <= now ? 24 : 72;
     EXPECT_EQ((perDayAndStatus[{day, 1}]), expected) << "day " << day;
     EXPECT_EQ((perDayAndStatus[{day, 3}]), day % 3 == 0 ? expected : 0) << "day " << day;
   }
-  unsigned long long const stored = storedBytes(database, device);
+  unsigned long long const stored = storedBytes(store);
   std::printf("stored %llu bytes in %zu trends; a run read %.0f bytes (%.2f %%) on average, %llu at most\n", stored,
-              database.ListTrends(device).size(), double(bytesRead) / runs, 100.0 * bytesRead / runs / stored, mostRead);
+              store.database.ListTrends(store.device).size(), double(bytesRead) / runs,
+              100.0 * bytesRead / runs / stored, mostRead);
   EXPECT_LT(bytesRead / runs, stored / 100);
 }

@@ -54,13 +54,18 @@ inline DeviceDO DeviceWithCleanup(std::string const& classes)
                            "</vel:TrendCleanupSettings></vel:DeviceDetails>");
 }
 
+/// A device whose cleanup settings have these counts.
+inline DeviceDO DeviceWithCleanup(ShrinkSettings const& settings)
+{
+  return DeviceWithCleanup(CleanupClass("OlderThanOneHour", PerHour(settings.perHourOlderThanOneHour)) +
+                           CleanupClass("OlderThanOneDay", PerDay(settings.perDayOlderThanOneDay)) +
+                           CleanupClass("OlderThanOneWeek", PerDay(settings.perDayOlderThanOneWeek)) +
+                           CleanupClass("OlderThanFourWeeks", PerDay(settings.perDayOlderThanFourWeeks)));
+}
+
 inline TrendShrinker MakeShrinker(ShrinkSettings const& settings)
 {
-  return TrendShrinker(DeviceWithCleanup(CleanupClass("OlderThanOneHour", PerHour(settings.perHourOlderThanOneHour)) +
-                                         CleanupClass("OlderThanOneDay", PerDay(settings.perDayOlderThanOneDay)) +
-                                         CleanupClass("OlderThanOneWeek", PerDay(settings.perDayOlderThanOneWeek)) +
-                                         CleanupClass("OlderThanFourWeeks", PerDay(settings.perDayOlderThanFourWeeks))),
-                       settings.maxSize, settings.maxDays);
+  return TrendShrinker(DeviceWithCleanup(settings), settings.maxSize, settings.maxDays);
 }
 
 inline std::vector<TrendDataDO> StoredTrends(std::vector<TrendParts> const& trends)

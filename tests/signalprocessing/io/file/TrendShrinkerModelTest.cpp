@@ -1,4 +1,5 @@
 #include "signalprocessing/io/file/TrendShrinker.h"
+#include "support/Dice.h"
 #include "support/ShrinkRun.h"
 
 #include <algorithm>
@@ -6,7 +7,6 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -14,27 +14,6 @@
 
 namespace
 {
-/// Numbers that follow from a seed alone, on every platform.
-class Dice
-{
-public:
-  explicit Dice(unsigned int seed) : engine_(seed) {}
-  long long Below(long long count)
-  {
-    return static_cast<long long>(engine_() % static_cast<unsigned long long>(count));
-  }
-  long long Between(long long first, long long last) { return first + Below(last - first + 1); }
-  bool OneIn(long long count) { return Below(count) == 0; }
-  template <class T, std::size_t n>
-  T Of(std::array<T, n> const& choices)
-  {
-    return choices.at(static_cast<std::size_t>(Below(n)));
-  }
-
-private:
-  std::mt19937_64 engine_;
-};
-
 struct RandomCase
 {
   ShrinkSettings settings;
