@@ -18,6 +18,7 @@ set(QEN_INTERNAL_HEADERS
   libs/signalprocessing/io/file/TrendAgeClasses.h
   libs/signalprocessing/io/file/TrendEntries.h
   libs/signalprocessing/io/file/UuidBytes.h
+  libs/signalprocessing/typeconverter/IntegerToFloating.h
   libs/utilities/VectorClones.h
   libs/utilities/archive/SerializeErrors.h
   platform/PlatformError.h

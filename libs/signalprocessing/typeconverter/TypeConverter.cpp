@@ -1,5 +1,6 @@
 #include "signalprocessing/typeconverter/TypeConverter.h"
 
+#include "signalprocessing/typeconverter/IntegerToFloating.h"
 #include "utilities/VectorClones.h"
 #include "utilities/exception/ExceptionFactory.h"
 
@@ -10,7 +11,10 @@ constexpr char const kSourceUnit[] = "libs/signalprocessing/typeconverter/TypeCo
 template <class In, class Out>
 QEN_VECTOR_CLONES void convertElements(std::size_t count, In const* in, Out* out)
 {
-  TypeConverter::Detail::ConvertElements(count, in, out);
+  if constexpr (std::is_same_v<In, Out>)
+    TypeConverter::Detail::ConvertElements(count, in, out);
+  else
+    std::transform(in, in + count, out, [](In value) { return IntegerToFloating::Convert<Out>(value); });
 }
 
 template <class In, class Out>

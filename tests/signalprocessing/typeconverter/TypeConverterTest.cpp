@@ -130,6 +130,42 @@ std::vector<Out> Converted(std::vector<In> const& in)
   return out;
 }
 
+/// Integers with 64 bits at, just beside and further beside every kind of point where rounding to `digits` bits changes
+/// its direction: numbers of that many bits and the points halfway between them, of every magnitude.
+std::vector<unsigned long long> AroundRoundingPoints(int digits)
+{
+  unsigned long long const smallest = 1ULL << (digits - 1);
+  unsigned long long const largest = 2 * smallest - 1;
+  std::vector<unsigned long long> values;
+  for (int shift = 1; shift + digits <= 64; ++shift)
+    for (unsigned long long const kept : {smallest, smallest + 1, smallest + smallest / 3, largest - 1, largest})
+      for (unsigned long long const point : {kept << shift, (2 * kept + 1) << (shift - 1)})
+        for (int distance = 0; distance < shift; ++distance)
+          for (unsigned long long const value : {point, point + (1ULL << distance), point - (1ULL << distance)})
+            values.insert(values.end(), {value, ~value + 1});
+  return values;
+}
+
+/// Integers with random bits, as many of every length as of any other, of both signs.
+std::vector<unsigned long long> OfEveryMagnitude(std::size_t countOfEach)
+{
+  std::vector<unsigned long long> values;
+  for (int shift = 0; shift < 64; ++shift)
+    for (unsigned long long const bits : RandomBits<unsigned long long>(countOfEach, 40 + shift))
+      values.insert(values.end(), {bits >> shift, ~(bits >> shift)});
+  return values;
+}
+
+template <class In, class Out>
+void ExpectPlainValues(std::vector<unsigned long long> const& bits)
+{
+  std::vector<In> const in(bits.begin(), bits.end());
+  std::vector<Out> expected(in.size());
+  PlainConvert<In, Out>(in.size(), in.data(), expected.data());
+  std::size_t const different = FirstDifference(expected, Converted<In, Out>(in));
+  EXPECT_EQ(different, kNoDifference) << in.at(different);
+}
+
 /// Whether the code of an instance lies in the library, and not in this program.
 bool IsInLibrary(void const* instance)
 {
@@ -357,6 +393,27 @@ TEST(TypeConverter, SixtyFourBitIntegersRoundToFloatOnce)
             (std::vector<float>{1152921642045800448.0F}));
   EXPECT_EQ((Converted<unsigned long long, float>({(1ULL << 63) + (1ULL << 39) + 1})),
             (std::vector<float>{9223373136366403584.0F}));
+}
+
+TEST(TypeConverter, SixtyFourBitIntegersBesideEveryRoundingPointGoTheRightWay)
+{
+  for (int const digits : {std::numeric_limits<float>::digits, std::numeric_limits<double>::digits})
+  {
+    std::vector<unsigned long long> const values = AroundRoundingPoints(digits);
+    ExpectPlainValues<long long, float>(values);
+    ExpectPlainValues<long long, double>(values);
+    ExpectPlainValues<unsigned long long, float>(values);
+    ExpectPlainValues<unsigned long long, double>(values);
+  }
+}
+
+TEST(TypeConverter, SixtyFourBitIntegersOfEveryMagnitudeGiveThePlainValues)
+{
+  std::vector<unsigned long long> const values = OfEveryMagnitude(2000);
+  ExpectPlainValues<long long, float>(values);
+  ExpectPlainValues<long long, double>(values);
+  ExpectPlainValues<unsigned long long, float>(values);
+  ExpectPlainValues<unsigned long long, double>(values);
 }
 
 TEST(TypeConverter, LargeIntegersRoundToTheNearestDouble)

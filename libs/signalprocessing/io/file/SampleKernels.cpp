@@ -1,6 +1,7 @@
 #include "signalprocessing/io/file/SampleKernels.h"
 
 #include "signalprocessing/io/file/Checksum.h"
+#include "signalprocessing/typeconverter/IntegerToFloating.h"
 #include "utilities/VectorClones.h"
 
 #include <algorithm>
@@ -20,19 +21,45 @@ struct Extremes
 {
   T smallest = 0; // of 0 and all samples
   T largest = 0;
+
+  [[gnu::always_inline]] void include(T sample)
+  {
+    smallest = std::min(smallest, sample);
+    largest = std::max(largest, sample);
+  }
+  [[gnu::always_inline]] void include(Extremes const& other)
+  {
+    smallest = std::min(smallest, other.smallest);
+    largest = std::max(largest, other.largest);
+  }
 };
 
+// The quarters of the samples side by side: a minimum waits for the one before it, and the vector units have time for
+// several. Registers of 32 bits are too few for four pairs of 64-bit extremes.
 template <class T>
 QEN_VECTOR_CLONES Extremes<T> findExtremes(T const* samples, std::size_t count)
 {
-  T smallest = 0;
-  T largest = 0;
-  for (std::size_t i = 0; i < count; ++i)
+  std::size_t const quarter = sizeof(T) > sizeof(std::size_t) ? 0 : count / 4;
+  T const* const second = samples + quarter;
+  T const* const third = second + quarter;
+  T const* const fourth = third + quarter;
+  Extremes<T> inFirst;
+  Extremes<T> inSecond;
+  Extremes<T> inThird;
+  Extremes<T> inFourth;
+  for (std::size_t i = 0; i < quarter; ++i)
   {
-    smallest = std::min(smallest, samples[i]);
-    largest = std::max(largest, samples[i]);
+    inFirst.include(samples[i]);
+    inSecond.include(second[i]);
+    inThird.include(third[i]);
+    inFourth.include(fourth[i]);
   }
-  return {smallest, largest};
+  for (std::size_t i = 4 * quarter; i < count; ++i)
+    inFirst.include(samples[i]);
+  inFirst.include(inSecond);
+  inThird.include(inFourth);
+  inFirst.include(inThird);
+  return inFirst;
 }
 
 // A maximum over floating point has an order that the compiler must not change, so it keeps one register for it.
@@ -63,7 +90,7 @@ template <class T>
 QEN_VECTOR_CLONES void scaleToPhysical(T const* samples, std::size_t count, double offset, double scale, double* output)
 {
   for (std::size_t i = 0; i < count; ++i)
-    output[i] = (static_cast<double>(samples[i]) - offset) * scale;
+    output[i] = (IntegerToFloating::Convert<double>(samples[i]) - offset) * scale;
 }
 
 template <class T>
@@ -121,6 +148,22 @@ QEN_VECTOR_CLONES Acc addTo(Acc start, T const* samples, std::size_t count)
       total += static_cast<Wrapping>(samples[i]);
     return static_cast<Acc>(total);
   }
+}
+
+/// Eight bits: sixteen hold the sum of 256 samples, in vectors of twice as many elements as 32 would.
+QEN_VECTOR_CLONES int addTo(int start, signed char const* samples, std::size_t count)
+{
+  constexpr std::size_t kBlock = 256;
+  auto total = static_cast<unsigned>(start);
+  for (std::size_t first = 0; first < count; first += kBlock)
+  {
+    std::size_t const end = std::min(first + kBlock, count);
+    short inBlock = 0;
+    for (std::size_t i = first; i < end; ++i)
+      inBlock = static_cast<short>(inBlock + samples[i]);
+    total += static_cast<unsigned>(inBlock);
+  }
+  return static_cast<int>(total);
 }
 
 template <class T>

@@ -268,6 +268,21 @@ TEST(SampleKernelsPeak, PeakIsFoundAtEveryPlaceOfEveryLength)
       });
 }
 
+TEST(SampleKernelsPeak, PeakIsFoundAtEveryPlaceOfLongArrays)
+{
+  ForEachSampleElement(
+      []<class T>(std::type_identity<T>, sample_datatype32_t)
+      {
+        std::vector<T> samples(1027, T{3});
+        for (T& place : samples)
+        {
+          place = T{100};
+          ASSERT_EQ(PeakOf(samples), 100.0) << &place - samples.data();
+          place = T{3};
+        }
+      });
+}
+
 TEST(SampleKernelsPeak, SmallestIntegersCountInFull)
 {
   EXPECT_EQ(PeakOf<signed char>({-128, 127}), 128.0);
@@ -612,7 +627,7 @@ TEST(SampleKernelsSummarise, ExtremesAreFoundAtEveryPlace)
   ForEachSummary(
       []<class T, class Acc>(std::type_identity<T>, std::type_identity<Acc>)
       {
-        std::vector<T> samples(150, T{1});
+        std::vector<T> samples(603, T{1});
         for (T& place : samples)
         {
           place = std::numeric_limits<T>::min();
@@ -631,6 +646,19 @@ TEST(SampleKernelsSummarise, SixteenBitSumWrapsInThirtyTwoBits)
   std::vector<short> const smallest(65537, -32768);
   EXPECT_EQ((SampleKernels::Summarise<short, int>(std::span(smallest).first(65536)).Sum), -2147483647 - 1);
   EXPECT_EQ((SampleKernels::Summarise<short, int>(smallest).Sum), 2147450880);
+}
+
+TEST(SampleKernelsSummarise, EightBitSumHoldsTheSmallestAndLargestSamplesOfEveryLength)
+{
+  std::vector<signed char> const smallest(1030, -128);
+  std::vector<signed char> const largest(1030, 127);
+  for (std::size_t length = 0; length <= smallest.size(); ++length)
+  {
+    auto const below = SampleKernels::Summarise<signed char, int>(std::span(smallest).first(length));
+    auto const above = SampleKernels::Summarise<signed char, int>(std::span(largest).first(length));
+    ASSERT_EQ(below.Sum, -128 * static_cast<int>(length));
+    ASSERT_EQ(above.Sum, 127 * static_cast<int>(length));
+  }
 }
 
 // 16909321 x 127 = 2147483767.
