@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -8,8 +9,9 @@
 /// have.
 ///
 /// Before AVX-512 there is no vector instruction for integers of 64 bits: a loop of plain conversions takes them one by
-/// one. They are put together from halves instead. The bits of 2^52 with an integer below 2^32 put into the mantissa
-/// are the number 2^52 + integer; the last bit of 2^84 counts 2^32, so that the upper half is made the same way.
+/// one. They are put together from two parts instead. The bits of 2^52 with an integer of up to 52 bits put into the
+/// mantissa are the number 2^52 + integer; the last bit of 2^64 counts 2^12, so that the upper 52 bits are made the
+/// same way.
 namespace IntegerToFloating
 {
 /// Elsewhere the processor has the conversion as a vector instruction, or has no vectors of 64-bit numbers at all.
@@ -21,40 +23,47 @@ inline constexpr bool kGoesByHalves = false;
 
 namespace Detail
 {
-inline constexpr std::uint64_t kBitsOfTwoTo52 = std::bit_cast<std::uint64_t>(0x1p52);
-inline constexpr std::uint64_t kBitsOfTwoTo84 = std::bit_cast<std::uint64_t>(0x1p84);
-inline constexpr std::uint64_t kLowHalf = 0xFFFFFFFF;
-inline constexpr std::uint64_t kSignOfUpperHalf = 0x80000000;
+/// Bits of the lower part.
+inline constexpr unsigned kLowerBits = 12;
 
-/// upper * 2^32 + lower - excess. The difference is exact: every term is a multiple of 2^32 with few bits. So only the
-/// last addition rounds.
-inline double joinHalves(std::uint64_t upper, std::uint64_t lower, double excess)
+/// An integer without its lower part, exactly. A signed upper part with its sign bit turned around is larger by 2^51,
+/// which counts 2^63, and never negative.
+template <class Int>
+double upperPart(Int value)
 {
-  double const upperPart = std::bit_cast<double>(kBitsOfTwoTo84 | upper) - (0x1p84 + 0x1p52 + excess);
-  return upperPart + std::bit_cast<double>(kBitsOfTwoTo52 | lower);
+  constexpr bool kIsSigned = std::is_signed_v<Int>;
+  constexpr std::uint64_t kTurned = kIsSigned ? std::uint64_t{1} << 51 : 0;
+  constexpr double kAdded = kIsSigned ? 0x1p64 + 0x1p63 : 0x1p64;
+  std::uint64_t const upper = (static_cast<std::uint64_t>(value) >> kLowerBits) ^ kTurned;
+  return std::bit_cast<double>(std::bit_cast<std::uint64_t>(0x1p64) | upper) - kAdded;
 }
 
-inline double toDouble(unsigned long long value) { return joinHalves(value >> 32, value & kLowHalf, 0); }
-
-inline double toDouble(long long value)
+/// Exactly; 0 or more, also of negative integers.
+template <class Int>
+double lowerPart(Int value)
 {
-  auto const bits = static_cast<std::uint64_t>(value);
-  // The upper half with its sign turned around is larger by 2^31 and never negative.
-  return joinHalves((bits >> 32) ^ kSignOfUpperHalf, bits & kLowHalf, 0x1p63);
+  constexpr std::uint64_t kMask = (1U << kLowerBits) - 1;
+  std::uint64_t const lower = static_cast<std::uint64_t>(value) & kMask;
+  return std::bit_cast<double>(std::bit_cast<std::uint64_t>(0x1p52) | lower) - 0x1p52;
 }
 
-/// By way of a double that is exact: rounding to double and then to float would round twice. Further from zero than
-/// 2^52, all floats and all points halfway between two of them are multiples of 2^28. A value between two multiples of
-/// 2^12 may therefore go to the middle of them, which clears its last eleven bits: 53 are left at most.
+/// Only the addition rounds.
+template <class Int>
+double toDouble(Int value)
+{
+  return upperPart(value) + lowerPart(value);
+}
+
+/// By way of a double that is exact: rounding to double and then to float would round twice. Near zero every double is.
+/// Further away all floats, and all points halfway between two of them, are multiples of 2^12. So of the lower part it
+/// matters only whether it is 0; one half of 2^12 says that it is not, and then 53 bits hold the number.
 template <class Int>
 float toFloat(Int value)
 {
-  constexpr std::uint64_t kExactBelow = std::is_signed_v<Int> ? std::uint64_t{1} << 52 : 0;
-  constexpr std::uint64_t kCleared = 0x7FF;
-  auto const bits = static_cast<std::uint64_t>(value);
-  bool const isExact = (bits + kExactBelow) >> 53 == 0;
-  std::uint64_t const shortened = (((bits & kCleared) + kCleared) | bits) & ~kCleared;
-  return static_cast<float>(toDouble(static_cast<Int>(isExact ? bits : shortened)));
+  double const upper = upperPart(value);
+  double const lower = lowerPart(value);
+  double const notZero = lower == 0 ? 0 : 0x1p11;
+  return static_cast<float>(upper + (std::fabs(upper) < 0x1p52 ? lower : notZero));
 }
 } // namespace Detail
 
