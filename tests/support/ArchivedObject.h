@@ -10,6 +10,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 /// What is written of a signal has the size that its header announces, with zeros for what is not there. Above this
 /// size it is left out: it would only show that memory can be filled.
@@ -59,4 +60,52 @@ inline void ExamineOutputs(InternalTimeSignal const& signal, Describe const& des
   archive << signal;
   EXPECT_TRUE(archive.good()) << describe();
   EXPECT_TRUE(archive.str() == ArchiveForm(contents)) << describe();
+}
+
+/// The header that an object has when only a part of another one has arrived: each byte is the old or the new one.
+inline bool IsPartlyOverwritten(Bytes const& header, Bytes const& old, Bytes const& arrived)
+{
+  for (std::size_t i = 0; i < kHeaderBytes; ++i)
+    if (header[i] != old[i] && (i >= arrived.size() || header[i] != arrived[i]))
+      return false;
+  return true;
+}
+
+struct ArchiveReadingEnd
+{
+  std::unique_ptr<InternalTimeSignal> signal;
+  SignalModel model;
+  bool isWhole;
+};
+
+/// Reads any bytes into a target, checks how that ends, and gives the object with a model of its header and samples.
+inline ArchiveReadingEnd ReadAndCompare(std::unique_ptr<InternalTimeSignal> signal, std::string const& bytes,
+                                        Describe const& describe)
+{
+  SignalContents const old = ContentsOf(*signal);
+  ArchiveReader const reader(bytes);
+  Archive archive(bytes);
+  Outcome const outcome = OutcomeOf([&] { archive >> *signal; });
+  EXPECT_TRUE(outcome == reader.End()) << outcome.ToString() << " instead of " << reader.End().ToString() << ": "
+                                       << describe();
+  EXPECT_EQ(signal->GetReferenceCounter(), 1U) << describe();
+  SignalContents const actual = ContentsOf(*signal);
+  Bytes const& header = reader.Contents().header;
+  bool const isHeaderWhole = header.size() == kHeaderBytes;
+  EXPECT_TRUE(isHeaderWhole ? actual.header == header : IsPartlyOverwritten(actual.header, old.header, header))
+      << describe();
+  if (!outcome.Failed())
+  {
+    EXPECT_EQ(archive.good(), reader.IsGood()) << describe();
+    SignalContents expected = reader.Contents();
+    if (!reader.IsGood())
+      expected.jobDataUuid = old.jobDataUuid;
+    EXPECT_EQ(DifferenceBetween(actual, expected), "") << describe();
+  }
+  // Behind a failure of the archive itself there is no position to compare.
+  bool const isSamePosition = !reader.IsGood() || static_cast<std::size_t>(archive.tellg()) == reader.Taken();
+  EXPECT_TRUE(isSamePosition) << describe();
+  return {std::move(signal),
+          SignalModel(actual.header, reader.KnowsSamples() ? reader.Contents().samples : old.samples),
+          !reader.End().Failed() && reader.IsGood()};
 }

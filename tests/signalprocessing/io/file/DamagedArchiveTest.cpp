@@ -45,52 +45,6 @@ std::unique_ptr<InternalTimeSignal> Target(Before before)
   return signal;
 }
 
-/// The header that an object has when only a part of another one has arrived: each byte is the old or the new one.
-bool IsPartlyOverwritten(Bytes const& header, Bytes const& old, Bytes const& arrived)
-{
-  for (std::size_t i = 0; i < kHeaderBytes; ++i)
-    if (header[i] != old[i] && (i >= arrived.size() || header[i] != arrived[i]))
-      return false;
-  return true;
-}
-
-struct ReadingEnd
-{
-  std::unique_ptr<InternalTimeSignal> signal;
-  SignalModel model;
-};
-
-/// Reads any bytes into a target, checks how that ends, and gives the object with a model of its header and samples.
-ReadingEnd ReadAndCompare(std::string const& bytes, Before before, Describe const& describe)
-{
-  std::unique_ptr<InternalTimeSignal> signal = Target(before);
-  SignalContents const old = ContentsOf(*signal);
-  ArchiveReader const reader(bytes);
-  Archive archive(bytes);
-  Outcome const outcome = OutcomeOf([&] { archive >> *signal; });
-  EXPECT_TRUE(outcome == reader.End()) << outcome.ToString() << " instead of " << reader.End().ToString() << ": "
-                                       << describe();
-  EXPECT_EQ(signal->GetReferenceCounter(), 1U) << describe();
-  SignalContents const actual = ContentsOf(*signal);
-  Bytes const& header = reader.Contents().header;
-  bool const isHeaderWhole = header.size() == kHeaderBytes;
-  EXPECT_TRUE(isHeaderWhole ? actual.header == header : IsPartlyOverwritten(actual.header, old.header, header))
-      << describe();
-  if (!outcome.Failed())
-  {
-    EXPECT_EQ(archive.good(), reader.IsGood()) << describe();
-    SignalContents expected = reader.Contents();
-    if (!reader.IsGood())
-      expected.jobDataUuid = old.jobDataUuid;
-    EXPECT_EQ(DifferenceBetween(actual, expected), "") << describe();
-  }
-  // Behind a failure of the archive itself there is no position to compare.
-  bool const isSamePosition = !reader.IsGood() || static_cast<std::size_t>(archive.tellg()) == reader.Taken();
-  EXPECT_TRUE(isSamePosition) << describe();
-  return {std::move(signal),
-          SignalModel(actual.header, reader.KnowsSamples() ? reader.Contents().samples : old.samples)};
-}
-
 /// Whatever was left behind is a valid object, which takes the next archive.
 void ExpectTakesTheNextArchive(InternalTimeSignal& signal, Describe const& describe)
 {
@@ -104,7 +58,7 @@ void ExpectTakesTheNextArchive(InternalTimeSignal& signal, Describe const& descr
 /// What depends on a byte of the header is examined when that was changed, all when anything else was.
 void ExamineAfterAChange(std::string const& bytes, Before before, Describe const& describe, std::size_t offset)
 {
-  ReadingEnd const end = ReadAndCompare(bytes, before, describe);
+  ArchiveReadingEnd const end = ReadAndCompare(Target(before), bytes, describe);
   Examination const examination(*end.signal, end.model, describe);
   ExamineByte(examination, offset);
   ExamineOutputs(*end.signal, describe);
@@ -113,7 +67,7 @@ void ExamineAfterAChange(std::string const& bytes, Before before, Describe const
 
 void ExamineAll(std::string const& bytes, Before before, Describe const& describe)
 {
-  ReadingEnd const end = ReadAndCompare(bytes, before, describe);
+  ArchiveReadingEnd const end = ReadAndCompare(Target(before), bytes, describe);
   Examination(*end.signal, end.model, describe).All();
   ExamineOutputs(*end.signal, describe);
   ExpectTakesTheNextArchive(*end.signal, describe);

@@ -1,20 +1,10 @@
-#include "platform/Compression.h"
-#include "platform/database/TrendDataDO.h"
 #include "signalprocessing/io/file/Trend.h"
-#include "signalprocessing/io/file/TrendShrinker.h"
-#include "support/ShrinkRun.h"
+#include "support/TrendExamination.h"
 #include "support/TrendRecords.h"
 
-#include <algorithm>
-#include <array>
-#include <climits>
-#include <cmath>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <optional>
 #include <string>
-#include <typeinfo>
 #include <vector>
 
 // Stored trends that are cut, damaged or lie about themselves: each is refused with the reason that applies, or gives a
@@ -38,71 +28,6 @@ TrendParts SomeParts(compression32_t form)
   return parts;
 }
 
-std::string Failure(std::string const& message) { return "TrendException \"" + message + "\" in Trend.cpp"; }
-std::string const kCodecFailure = "CompressionException";
-
-template <class T>
-std::string WrongSize(T there, long long needed)
-{
-  return Failure("Wrong trend data size: actual " + std::to_string(static_cast<unsigned long>(there)) +
-                 " bytes, expected " + std::to_string(static_cast<long>(needed)) + " bytes!");
-}
-
-/// How an operation ended: empty when it threw nothing. The texts of the codec are free.
-template <class F>
-std::string EndOf(F&& operation)
-{
-  try
-  {
-    operation();
-    return "";
-  }
-  catch (VelmoraException const& failure)
-  {
-    if (typeid(failure) == typeid(CompressionException))
-      return kCodecFailure;
-    return (typeid(failure) == typeid(TrendException) ? failure.getClassName() : typeid(failure).name()) +
-           std::string(" \"") + failure.what() + "\" in " + failure.getFile();
-  }
-  catch (std::exception const& failure)
-  {
-    return typeid(failure).name();
-  }
-}
-
-/// What reading a flat trend has to give: a failure or entries.
-struct Reading
-{
-  std::string failure;
-  std::vector<EntryBytes> entries;
-};
-
-Reading ExpectedReading(Bytes const& flat)
-{
-  if (flat.size() < kTrendHeaderBytes)
-    return {Failure("Trend header incomplete: actual " + std::to_string(flat.size()) + " bytes, expected 96 bytes!"),
-            {}};
-  unsigned long long const there = flat.size() - kTrendHeaderBytes;
-  unsigned int const announced = FieldAt<unsigned int>(flat, TrendField::kDataArrayByteCount);
-  if (there != announced)
-    return {WrongSize(there, static_cast<long long>(announced)), {}};
-  int const form = FieldAt<int>(flat, TrendField::kCompression);
-  if (form != no_compression && form != zlib && form != gzip)
-    return {Failure("Unknown compression: " + std::to_string(form) + "!"), {}};
-  unsigned long long const needed = 32ULL * FieldAt<unsigned int>(flat, TrendField::kSampleCount);
-  if (needed > (form == no_compression ? there : 1032 * there + 64))
-    return {WrongSize(there, static_cast<long long>(needed)), {}};
-  Bytes data(flat.begin() + kTrendHeaderBytes, flat.end());
-  if (form == no_compression)
-    data.resize(static_cast<std::size_t>(needed));
-  else if (std::optional<Bytes> const raw =
-               Decoded(data, static_cast<compression32_t>(form), static_cast<std::size_t>(needed)))
-    data = *raw;
-  else
-    return {kCodecFailure, {}};
-  return {"", Split(data)};
-}
-
 /// The parts of the trend that a readable flat trend gives.
 TrendParts ExpectedParts(Bytes const& flat, std::vector<EntryBytes> const& entries)
 {
@@ -115,65 +40,13 @@ TrendParts ExpectedParts(Bytes const& flat, std::vector<EntryBytes> const& entri
   return parts;
 }
 
-void ExpectParts(Trend const& trend, TrendParts const& parts)
-{
-  EXPECT_EQ(trend.GetCharacteristicValueConfigUuid(), parts.configUuid);
-  EXPECT_EQ(trend.GetCharacteristicValueConfigBaseUuid(), parts.baseUuid);
-  EXPECT_EQ(trend.GetTrendUuid(), parts.trendUuid);
-  EXPECT_EQ(trend.GetSignalUnitUuid(), parts.unitUuid);
-  EXPECT_EQ(trend.GetSignalUnitString(), parts.unitString);
-  double const limit = trend.GetLowerPreAlarmLimit();
-  EXPECT_EQ(std::memcmp(&limit, &parts.limit, sizeof(limit)), 0);
-  EXPECT_EQ(trend.GetFirstTimeStamp(), parts.First());
-  EXPECT_EQ(trend.GetLastTimeStamp(), parts.Last());
-  EXPECT_EQ(trend.GetCompression(), parts.form);
-  EXPECT_EQ(trend.GetNumberOfEntries(), parts.entries.size());
-  EXPECT_EQ(AllBytes(trend.GetTrendEntryVector()), parts.entries);
-}
-
-/// Stores a trend in each form and reads it back.
-void StoreAndReadBack(Trend trend, TrendParts parts)
-{
-  for (compression32_t const form : kStorageForms)
-  {
-    trend.SetCompression(form);
-    parts.form = form;
-    std::unique_ptr<TrendDataDO> const stored(trend.GetTrendDataDO());
-    Bytes const& data = stored->getData();
-    EXPECT_EQ(data, FlatTrend(parts, Bytes(data.begin() + kTrendHeaderBytes, data.end())));
-    EXPECT_EQ(EntriesOf(data), parts.entries);
-    TrendParts back = parts;
-    back.firstColumn.reset();
-    back.lastColumn.reset();
-    ExpectParts(Trend(*stored), back);
-  }
-}
-
-/// Every other operation of a trend.
-void Operate(Trend const& trend, TrendParts const& parts)
-{
-  Trend copy(trend);
-  EXPECT_EQ(copy == trend, !std::isnan(parts.limit));
-  EXPECT_EQ(ToBytes(trend.GetTrendEntry(static_cast<unsigned int>(parts.entries.size()))).at(EntryField::kStatus), 0);
-  EntryBytes const entry = MarkedEntry(5000, 1, 9);
-  copy.AddTrendEntry(ToEntry(entry), true);
-  copy.AddTrendEntry(ToEntry(entry), false);
-  TrendParts longer = parts;
-  longer.entries.push_back(entry);
-  EXPECT_EQ(AllBytes(copy.GetTrendEntryVector()), longer.entries);
-  EXPECT_TRUE(copy.DeleteTrendEntries(LLONG_MIN, LLONG_MAX));
-  EXPECT_EQ(copy.GetNumberOfEntries(), 0U);
-  Trend const merged = MakeShrinker({}).MergeTrends(trend, trend);
-  EXPECT_EQ(merged.GetNumberOfEntries(), 2 * parts.entries.size());
-}
-
 void ReadAndOperate(Bytes const& flat, bool thoroughly, std::string const& what)
 {
   SCOPED_TRACE(what);
-  Reading const expected = ExpectedReading(flat);
+  TrendReading const expected = ExpectedTrendReading(flat);
   TrendParts const parts = SomeParts(no_compression);
   std::unique_ptr<Trend> trend;
-  EXPECT_EQ(EndOf(
+  EXPECT_EQ(TrendEndOf(
                 [&]
                 {
                   trend = std::make_unique<Trend>(StoredTrend(
@@ -185,11 +58,11 @@ void ReadAndOperate(Bytes const& flat, bool thoroughly, std::string const& what)
   if (!trend || !expected.failure.empty())
     return;
   TrendParts const read = ExpectedParts(flat, expected.entries);
-  ExpectParts(*trend, read);
+  ExpectTrendParts(*trend, read);
   if (!thoroughly)
     return;
-  Operate(*trend, read);
-  StoreAndReadBack(*trend, read);
+  OperateOnTrend(*trend, read);
+  StoreTrendAndReadBack(*trend, read);
 }
 
 /// One parameter for each stored form.
@@ -206,7 +79,7 @@ TEST_P(DamagedTrend, EveryTruncationIsRefused)
   for (std::size_t size = 0; size < flat.size(); ++size)
   {
     Bytes const cut(flat.begin(), flat.begin() + static_cast<std::ptrdiff_t>(size));
-    ASSERT_NE(ExpectedReading(cut).failure, "");
+    ASSERT_NE(ExpectedTrendReading(cut).failure, "");
     ReadAndOperate(cut, true, std::to_string(size));
   }
 }
@@ -230,7 +103,7 @@ TEST_P(DamagedTrend, BytesBehindTheDataAreRefused)
   for (int i = 0; i < 64; ++i)
   {
     flat.push_back(static_cast<unsigned char>(i));
-    ASSERT_NE(ExpectedReading(flat).failure, "");
+    ASSERT_NE(ExpectedTrendReading(flat).failure, "");
     ReadAndOperate(flat, true, std::to_string(i));
   }
 }
@@ -257,11 +130,11 @@ TEST_P(DamagedTrend, EveryChangedDataByteIsRefusedOrWorks)
     {
       Bytes flat = valid;
       flat[offset] = static_cast<unsigned char>(flat[offset] ^ change);
-      Reading const reading = ExpectedReading(flat);
+      TrendReading const reading = ExpectedTrendReading(flat);
       if (GetParam() != no_compression)
       {
         SCOPED_TRACE(offset);
-        EXPECT_EQ(EndOf([&] { Trend{StoredTrend(SomeParts(GetParam()), flat, "")}; }), reading.failure);
+        EXPECT_EQ(TrendEndOf([&] { Trend{StoredTrend(SomeParts(GetParam()), flat, "")}; }), reading.failure);
         continue;
       }
       Trend const trend(StoredTrend(SomeParts(GetParam()), flat, ""));
@@ -289,8 +162,8 @@ TEST_P(DamagedTrend, FourBillionEntriesAreRefusedWithoutRoomForThem)
 {
   Bytes flat = FlatTrend(SomeParts(GetParam()));
   SetField(flat, TrendField::kSampleCount, 0xFFFFFFFFU);
-  EXPECT_EQ(EndOf([&] { Trend{StoredTrend(SomeParts(GetParam()), flat, "")}; }),
-            WrongSize(flat.size() - kTrendHeaderBytes, 0xFFFFFFFFLL * 32));
+  EXPECT_EQ(TrendEndOf([&] { Trend{StoredTrend(SomeParts(GetParam()), flat, "")}; }),
+            WrongTrendSize(flat.size() - kTrendHeaderBytes, 0xFFFFFFFFLL * 32));
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, DamagedTrend, testing::ValuesIn(kStorageForms), FormName);
@@ -303,10 +176,10 @@ TEST(DamagedTrendStream, MayNotAnnounceMoreThanDeflateCanExpand)
       Bytes flat = FlatTrend(SomeParts(form), Bytes(size));
       unsigned long long const most = (1032ULL * size + 64) / 32;
       SetField(flat, TrendField::kSampleCount, static_cast<unsigned int>(most));
-      EXPECT_EQ(EndOf([&] { Trend{StoredTrend(SomeParts(form), flat, "")}; }), kCodecFailure) << size;
+      EXPECT_EQ(TrendEndOf([&] { Trend{StoredTrend(SomeParts(form), flat, "")}; }), kTrendCodecFailure) << size;
       SetField(flat, TrendField::kSampleCount, static_cast<unsigned int>(most + 1));
-      EXPECT_EQ(EndOf([&] { Trend{StoredTrend(SomeParts(form), flat, "")}; }),
-                WrongSize(size, static_cast<long long>(32 * (most + 1))))
+      EXPECT_EQ(TrendEndOf([&] { Trend{StoredTrend(SomeParts(form), flat, "")}; }),
+                WrongTrendSize(size, static_cast<long long>(32 * (most + 1))))
           << size;
     }
 }

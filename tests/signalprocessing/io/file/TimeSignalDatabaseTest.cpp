@@ -5,6 +5,7 @@
 
 #include "support/ArchivedObject.h"
 #include "support/ClassicStream.h"
+#include "support/DatabaseForm.h"
 #include "support/Examination.h"
 #include "support/Expectations.h"
 #include "support/HostileLocale.h"
@@ -66,45 +67,6 @@ void ExpectCorrupt(Bytes const& binaryData, std::string const& details)
 }
 
 Bytes ValidRecord() { return FlatRecord(data_int16_t, no_compression, kCount); }
-
-/// What a number reads as that was written with six digits.
-double SixDigits(double value) { return std::isnan(value) ? value : Scanned(Printed("%g", value)); }
-
-/// Contents as they come back from a database object: numbers with six digits, no trigger without its UUID, and a NaN
-/// is a NaN.
-SignalContents ThroughDatabase(SignalContents contents)
-{
-  for (auto& validator : contents.validators)
-    validator.AverageValue = SixDigits(validator.AverageValue);
-  if (contents.trigger.TriggerUuid.IsNull())
-    contents.trigger = {};
-  contents.trigger.TripValue = SixDigits(contents.trigger.TripValue);
-  for (auto& value : contents.charVals)
-  {
-    value.Value = SixDigits(value.Value);
-    value.Speed = static_cast<float>(SixDigits(static_cast<double>(value.Speed)));
-  }
-  return contents;
-}
-
-/// One NaN is as good as another.
-SignalContents WithOneNan(SignalContents contents)
-{
-  auto const one = [](auto& value)
-  {
-    if (std::isnan(value))
-      value = std::numeric_limits<std::remove_reference_t<decltype(value)>>::quiet_NaN();
-  };
-  for (auto& validator : contents.validators)
-    one(validator.AverageValue);
-  one(contents.trigger.TripValue);
-  for (auto& value : contents.charVals)
-  {
-    one(value.Value);
-    one(value.Speed);
-  }
-  return contents;
-}
 
 void ExpectRoundTrip(SignalContents const& contents)
 {

@@ -3,6 +3,7 @@
 #include "platform/QenTime.h"
 #include "platform/database/TrendDataDO.h"
 #include "support/Expectations.h"
+#include "support/PlainTrend.h"
 #include "support/TrendRecords.h"
 #include "support/VirtualSlots.h"
 
@@ -85,36 +86,6 @@ bool EqualsUnchanged(std::function<void(TrendParts&)> const& change)
   EXPECT_NE(changed == unchanged, changed != unchanged);
   return changed == unchanged;
 }
-
-/// A deletion on plain numbers, one step after the other.
-struct PlainTrend
-{
-  std::vector<long long> times;
-  long long first, last;
-
-  bool Delete(long long from, long long to)
-  {
-    if (from <= first && to >= last)
-    {
-      *this = {{}, 0, 0};
-      return true;
-    }
-    if (from < last && to < first)
-      return false;
-    std::size_t start = 0;
-    while (first < from && start < times.size() && times[start] < from)
-      ++start;
-    std::size_t end = start;
-    while (end < times.size() && (to >= last || times[end] <= to))
-      ++end;
-    if (start == end)
-      return false;
-    times.erase(times.begin() + static_cast<std::ptrdiff_t>(start), times.begin() + static_cast<std::ptrdiff_t>(end));
-    first = times.empty() ? 0 : times.front();
-    last = times.empty() ? 0 : times.back();
-    return true;
-  }
-};
 
 template <class T>
 void SetEntryField(TrendParts& parts, std::size_t entry, std::size_t offset, T value)
@@ -635,16 +606,16 @@ TEST(TrendDeleteEntries, AnyEntriesUnderAnyTimeStampsOfTheTrendAreDeletedStepByS
   auto const below = [&random](unsigned int count) { return static_cast<long long>(random() % count); };
   for (int i = 0; i < 3000; ++i)
   {
-    PlainTrend plain{{}, below(9), below(9)};
-    for (long long count = below(5); count > 0; --count)
-      plain.times.push_back(below(9));
+    std::vector<long long> times(static_cast<std::size_t>(below(5)));
+    std::generate(times.begin(), times.end(), [&below] { return below(9); });
     if (i % 2 == 0)
-      std::sort(plain.times.begin(), plain.times.end());
-    Trend trend = TrendWithColumns(plain.times, plain.first, plain.last);
+      std::sort(times.begin(), times.end());
+    PlainTrend plain{EntriesAt(times), below(9), below(9)};
+    Trend trend = TrendWithColumns(times, plain.first, plain.last);
     long long const from = below(9);
     long long const to = from + below(4);
     EXPECT_EQ(trend.DeleteTrendEntries(from, to), plain.Delete(from, to)) << i;
-    EXPECT_EQ(Times(trend), plain.times) << i;
+    EXPECT_EQ(AllBytes(trend.GetTrendEntryVector()), plain.entries) << i;
     ExpectSpan(trend, plain.first, plain.last);
   }
 }
