@@ -1,21 +1,30 @@
 #pragma once
 
 #include "platform/VelmoraException.h"
-#include "signalprocessing/io/file/TimeSignal.h"
 
-#include <array>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <span>
 #include <string>
+#include <sys/mman.h>
 #include <type_traits>
-#include <vector>
+#include <unistd.h>
 
-/// What all targets share: how an input fails, how bytes are read as values, what a signal must survive.
-namespace Examination
+/// What all targets share. A target is one function, Examine; expectations of GoogleTest that fail in it are findings,
+/// so that it can use the models of the tests.
+///
+/// Reads behind the end. The input lies against an unreadable page, and so do the bytes that a target hands over by
+/// pointer (Guarded). Where an interface takes a vector or a text, its heap block of exactly that size is the guard:
+/// the address sanitizer sees the byte behind it.
+namespace Fuzzing
 {
+/// Written by each target.
+/// @return whether the input was accepted: whether it got as far as the deepest operation
+bool Examine(std::span<std::uint8_t const> input);
+
 inline void Require(bool condition)
 {
   if (!condition)
@@ -41,11 +50,49 @@ bool Succeeds(Operation operation)
   return false;
 }
 
+/// Bytes whose last one is the last one of readable memory.
+class Guarded
+{
+public:
+  explicit Guarded(std::size_t size)
+  {
+    auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::size_t const readable = (size + page - 1) / page * page;
+    mappedSize_ = readable + page;
+    mapping_ = mmap(nullptr, mappedSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping_ == MAP_FAILED)
+      throw std::bad_alloc();
+    auto* const guard = static_cast<std::uint8_t*>(mapping_) + readable;
+    Require(mprotect(guard, page, PROT_NONE) == 0);
+    bytes_ = {guard - size, size};
+  }
+  explicit Guarded(std::span<std::uint8_t const> bytes) : Guarded(bytes.size())
+  {
+    std::copy(bytes.begin(), bytes.end(), bytes_.begin());
+  }
+  Guarded(Guarded const&) = delete;
+  Guarded& operator=(Guarded const&) = delete;
+  ~Guarded() { munmap(mapping_, mappedSize_); }
+
+  std::span<std::uint8_t> Bytes() const { return bytes_; }
+  /// The same as values; whole ones only, when the size is a multiple of theirs.
+  template <class T>
+  std::span<T> As() const
+  {
+    return {reinterpret_cast<T*>(bytes_.data()), bytes_.size() / sizeof(T)};
+  }
+
+private:
+  void* mapping_ = nullptr;
+  std::size_t mappedSize_ = 0;
+  std::span<std::uint8_t> bytes_;
+};
+
 /// The input as a row of values; zeros behind its end.
 class Input
 {
 public:
-  Input(std::uint8_t const* data, std::size_t size) : bytes_(data, size) {}
+  explicit Input(std::span<std::uint8_t const> bytes) : bytes_(bytes) {}
 
   bool IsEmpty() const { return bytes_.empty(); }
 
@@ -54,10 +101,21 @@ public:
   {
     static_assert(std::is_trivially_copyable_v<T>);
     T value{};
-    std::size_t const length = std::min(sizeof value, bytes_.size());
-    std::memcpy(static_cast<void*>(&value), bytes_.data(), length);
-    bytes_ = bytes_.subspan(length);
+    std::span<std::uint8_t const> const taken = TakeBytes(sizeof value);
+    if (!taken.empty())
+      std::memcpy(static_cast<void*>(&value), taken.data(), taken.size());
     return value;
+  }
+
+  /// A number below `bound`, from one byte.
+  std::size_t Below(std::size_t bound) { return Take<std::uint8_t>() % bound; }
+
+  /// Fewer when the input ends.
+  std::span<std::uint8_t const> TakeBytes(std::size_t count)
+  {
+    std::span<std::uint8_t const> const taken = bytes_.first(std::min(count, bytes_.size()));
+    bytes_ = bytes_.subspan(taken.size());
+    return taken;
   }
 
   std::string Rest() const { return {bytes_.begin(), bytes_.end()}; }
@@ -65,40 +123,4 @@ public:
 private:
   std::span<std::uint8_t const> bytes_;
 };
-
-/// The library keeps whatever the header says; only a fuzzer cannot afford gigabytes of zeros that it may announce.
-inline bool IsAffordable(timesignal_bin_t const& header)
-{
-  return header.SampleCount < 100000 && header.DataArrayByteCount < 1000000;
-}
-
-inline void ReadOut(TimeSignal& signal)
-{
-  std::array<double, 64> values{};
-  std::array<short, 64> fractions{};
-  float scale = 0;
-  TimeSignal::SamplesToDouble(signal, values);
-  TimeSignal::SamplesToFract(signal, scale, fractions);
-  std::unique_ptr<std::vector<double>> const first(TimeSignal::SamplesToDouble(signal, 10));
-  std::unique_ptr<std::vector<short>> const all(TimeSignal::SamplesToFract(signal, scale, -1));
-}
-
-/// Every operation on the samples, each on a copy.
-inline void CompressConvertAndRead(TimeSignal const& original)
-{
-  for (compression32_t const method : {zlib, gzip, no_compression})
-  {
-    TimeSignal copy(original);
-    if (Succeeds([&] { copy.Compress(method); }) && original.GetHeader()->Compression != method)
-      Require(copy.GetChecksumStatus());
-  }
-  for (int type = 0; type <= 11; ++type)
-  {
-    TimeSignal copy(original);
-    Succeeds([&] { copy.Uncompress(); });
-    if (Succeeds([&] { copy.Convert(static_cast<sample_datatype32_t>(type)); }))
-      Succeeds([&] { copy.ExtractOffset(); });
-    Succeeds([&] { ReadOut(copy); });
-  }
-}
-} // namespace Examination
+} // namespace Fuzzing

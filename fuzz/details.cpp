@@ -1,27 +1,27 @@
-// Foreign text as a details document, as device settings, and as any tree of options.
+// Foreign text as any tree of options, and as the details document of a stored signal and of a stored trend.
 
 #include "Examination.h"
 #include "platform/Options.h"
 #include "platform/database/MeasurementDataDO.h"
-#include "signalprocessing/io/file/TrendShrinker.h"
+#include "signalprocessing/io/file/TimeSignal.h"
+#include "signalprocessing/io/file/Trend.h"
+#include "support/Records.h"
+#include "support/TrendRecords.h"
 
-#include <sstream>
+#include <gtest/gtest.h>
+
+/// For the mutator.
+extern char const* const kNeeded;
+extern char const* const kSkeleton;
+char const* const kNeeded = "vel:MeasurementDataDetails.vel:Signal.vel:HeaderInfo";
+char const* const kSkeleton =
+    "<vel:MeasurementDataDetails><vel:Signal><vel:HeaderInfo><vel:UnitString>g</vel:UnitString></vel:HeaderInfo>"
+    "</vel:Signal></vel:MeasurementDataDetails>";
 
 namespace
 {
-using Examination::Require;
-using Examination::Succeeds;
-
-std::vector<unsigned char> const& validRecord()
-{
-  static std::vector<unsigned char> const record = []
-  {
-    std::unique_ptr<std::vector<unsigned char>> const bytes(
-        InternalTimeSignal::TimeSignalBinToVector(*InternalTimeSignal().GetHeader()));
-    return *bytes;
-  }();
-  return record;
-}
+using Fuzzing::Require;
+using Fuzzing::Succeeds;
 
 void lookUp(Option& root)
 {
@@ -35,26 +35,38 @@ void lookUp(Option& root)
   }
 }
 
+/// Builds a signal with this document; what it says goes into a document again, and the record stays.
 void buildSignal(std::string const& text)
 {
+  static Bytes const record = FlatRecord(data_int16_t, zlib, 5);
   MeasurementDataDO stored;
-  stored.setBinaryData(validRecord());
+  stored.setBinaryData(record);
   stored.setMeasurementDataDetails(text);
   TimeSignal const signal(stored);
   std::unique_ptr<MeasurementDataDO> const again(signal.GetMeasurementDataDO());
-  Require(again->getBinaryData() == validRecord());
+  EXPECT_EQ(again->getBinaryData(), record);
+}
+
+/// Builds a trend with this document, which is asked for the unit alone and may be anything.
+void buildTrend(std::string const& text)
+{
+  static Bytes const record = FlatTrend({});
+  Trend const trend(StoredTrend({}, record, text));
+  Options parser;
+  Option* const root = parser.parse(text);
+  std::string const unit =
+      root == nullptr ? ""
+                      : root->Value<std::string>("vel:TrendDataDetails.vel:Signal.vel:HeaderInfo.vel:UnitString", "");
+  EXPECT_EQ(trend.GetSignalUnitString(), unit);
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> bytes)
 {
-  std::string const text(data, data + size);
+  std::string const text = Input(bytes).Rest();
   Options parser;
   if (Option* const root = parser.parse(text))
     lookUp(*root);
-  Succeeds([&] { buildSignal(text); });
-  DeviceDO device;
-  device.setDeviceDetails(text);
-  Succeeds([&] { TrendShrinker const shrinker(device, 1, 1); });
-  return 0;
+  buildTrend(text);
+  return Succeeds([&] { buildSignal(text); });
 }

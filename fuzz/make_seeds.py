@@ -4,15 +4,17 @@ form, valid texts and streams. The corpora hold these seeds and whatever fuzzing
 
 import gzip
 import pathlib
+import random
 import struct
 import sys
 import zlib
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "tests" / "golden"))
-from make_golden import CODES, STORED_FORMS, record  # noqa: E402
+from make_golden import CODES, STORED_FORMS, checksum, record  # noqa: E402
 
 CORPUS = pathlib.Path(__file__).parent / "corpus"
 UUID = bytes(range(16))
+SECOND = 1_000_000
 NAMESPACE = "http://www.qen.example/2015/09/30/velmora/"
 
 
@@ -61,17 +63,18 @@ def settings(count):
             "</vel:OlderThanOneWeek></vel:TrendCleanupSettings></vel:DeviceDetails>").encode()
 
 
-def trend(count, compression):
-    entries = b"".join(struct.pack("<qdffBBxxf", index * 1000000, index, 0, 0, 0, index % 4, 0) for index in range(count))
+def trend(times, compression):
+    entries = b"".join(struct.pack("<qdffBBxxf", time, index, 0, 0, 0, index % 4, 0) for index, time in enumerate(times))
     stored = {1: lambda data: data, 2: zlib.compress, 4: lambda data: gzip.compress(data, mtime=0)}[compression](entries)
-    header = struct.pack("<HHI16s16sqq16sdIIIHH", 2, 96, compression, UUID, UUID, 0, 0, UUID, 1.5, count, len(stored), 0, 0, 0)
-    return struct.pack("<qq", 0, (count - 1) * 1000000) + header + stored
+    header = struct.pack("<HHI16s16sqq16sdIIIH", 2, 96, compression, UUID, UUID, times[0], times[-1], UUID, 1.5, len(times),
+                         len(stored), 0, checksum(stored))
+    return header + struct.pack("<H", checksum(header)) + stored
 
 
-def shrink(counts, now, steps):
-    """One run: counts per class, largest trend, days, time, start, no values, one trend with an entry a step."""
-    head = struct.pack("<IIHBBIqqB", *counts, 9, 30, now, 0, 0)
-    return head + b"\x01" + bytes([len(steps)]) + b"".join(bytes([step, index % 4]) for index, step in enumerate(steps))
+def shrink(counts, now, trends):
+    """One run: counts per class, largest trend, days, time, no values, stored trends."""
+    head = struct.pack("<IIHBBIqB", *counts, 9, 30, now, 0)
+    return head + b"".join(struct.pack("<H", len(stored)) + stored for stored in trends)
 
 
 def main():
@@ -80,16 +83,23 @@ def main():
         write("details", f"lists{validators}-{values}", details(validators, values))
     write("archive", "zlib", archive(record(6, 2), 0, 0))
     write("archive", "announces-much", record(2, 1)[:104] + b"\xff" * 16 + integer(0xDEADBEEF) + b"1234")
-    write("details", "settings", settings(24))
+    write("settings", "counts", settings(24))
+    write("settings", "blanks", settings(" \n7\t"))
     write("details", "deep", b"<a>" * 100 + b"</a>" * 100)
     write("details", "bomb", b'<!DOCTYPE a [<!ENTITY b "cc"><!ENTITY d "&b;&b;">]><a>&d;<![CDATA[<&]]></a>')
     write("portable", "numbers", b"1.5 inf ninf NaN -4.9e-324 ")
     write("portable", "integers", integer(0) + integer(255) + integer(256) + integer(0xDEADBEEF))
     write("portable", "texts", text(b"") + text(b"mm/s") + text(b"a\0b"))
     for compression in (1, 2, 4):
-        write("trend", f"form{compression}", trend(5, compression))
-    write("shrink", "hours", shrink((2, 4, 2, 1), 10**9 * 3600, [38] * 40))
-    write("shrink", "days", shrink((60, 24, 4, 1), 10**14, [7] * 40 + [11, 255] + [0] * 8))
+        write("trend", f"form{compression}", trend(range(0, 5 * SECOND, SECOND), compression))
+    for hours in (2, 26, 9 * 24, 35 * 24):
+        start = 1_700_000_000 * SECOND
+        first, second = (trend(range(start + begin, start + begin + 40 * 600 * SECOND, 600 * SECOND), 2)
+                         for begin in (0, 39 * 600 * SECOND))
+        write("shrink", f"age{hours}", shrink((2, 4, 2, 1), start + hours * 3600 * SECOND, [first, second]))
+    for size in (100, 300, 600):
+        write("signal_round_trip", f"bytes{size}", random.Random(size).randbytes(size))
+        write("trend_round_trip", f"bytes{size}", random.Random(size).randbytes(size))
     for sample_type in CODES:
         for compression in STORED_FORMS:
             content = record(sample_type, compression)

@@ -6,59 +6,60 @@
 #include "platform/Uuid.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
+#include <memory>
 #include <string>
-#include <vector>
 
 namespace
 {
-using Examination::Require;
+using Fuzzing::Guarded;
+using Fuzzing::Require;
+using Fuzzing::Succeeds;
 
-void readTexts(std::string const& text)
+bool readUuid(std::string const& text)
 {
-  try
-  {
-    Uuid const uuid(text);
-    Require(Uuid(uuid.ToString()) == uuid);
-  }
-  catch (UuidException const&)
-  {
-  }
-  try
-  {
-    Require(QenTime::TimeStampToString(QenTime::StringToTimeStamp(text)) == text);
-  }
-  catch (QenTimeException const&)
-  {
-  }
+  return Succeeds(
+      [&]
+      {
+        Uuid const uuid(text);
+        Require(Uuid(uuid.ToString()) == uuid);
+      });
 }
 
-template <class Codec>
-void uncompress(std::uint8_t const* data, std::size_t size, unsigned outputSize)
+bool readTime(std::string const& text)
 {
-  std::vector<unsigned char> output(outputSize);
-  try
-  {
-    Codec(-1).uncompress(static_cast<unsigned>(size), data, outputSize, output.data());
-  }
-  catch (CompressionException const&)
-  {
-  }
+  return Succeeds([&] { Require(QenTime::TimeStampToString(QenTime::StringToTimeStamp(text)) == text); });
+}
+
+/// Both ends of the codec: as a stream, and as what a stream is made of.
+template <class Codec>
+bool compressAndUncompress(std::span<std::uint8_t const> bytes, std::size_t outputSize)
+{
+  auto const byteCount = static_cast<unsigned int>(bytes.size());
+  Guarded const output(outputSize);
+  bool const isStream = Succeeds(
+      [&]
+      { Codec(-1).uncompress(byteCount, bytes.data(), static_cast<unsigned int>(outputSize), output.Bytes().data()); });
+  int size = 0;
+  std::unique_ptr<unsigned char[]> const stream(Codec(-1).compress(byteCount, bytes.data(), size));
+  Guarded const exact(std::span<std::uint8_t const>(stream.get(), static_cast<std::size_t>(size)));
+  Guarded const again(bytes.size());
+  Codec(-1).uncompress(static_cast<unsigned int>(size), exact.Bytes().data(), byteCount, again.Bytes().data());
+  Require(std::ranges::equal(again.Bytes(), bytes));
+  return isStream;
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> bytes)
 {
-  readTexts(std::string(data, data + size));
-  long long timeStamp = 0;
-  std::memcpy(&timeStamp, data, std::min(size, sizeof timeStamp));
+  Input input(bytes);
+  std::string const text = input.Rest();
+  bool accepted = readUuid(text);
+  accepted = readTime(text) || accepted;
+  auto const timeStamp = Input(bytes).Take<long long>();
   Require(QenTime::StringToTimeStamp(QenTime::TimeStampToString(timeStamp)) == timeStamp);
 
-  unsigned short outputSize = 0;
-  std::size_t const announced = std::min(size, sizeof outputSize);
-  std::memcpy(&outputSize, data, announced);
-  uncompress<CompressionZLib>(data + announced, size - announced, outputSize);
-  uncompress<CompressionGZip>(data + announced, size - announced, outputSize);
-  return 0;
+  std::size_t const outputSize = input.Take<unsigned short>();
+  std::span<std::uint8_t const> const stream = input.TakeBytes(bytes.size());
+  accepted = compressAndUncompress<CompressionZLib>(stream, outputSize) || accepted;
+  return compressAndUncompress<CompressionGZip>(stream, outputSize) || accepted;
 }

@@ -8,22 +8,24 @@
 
 namespace
 {
-using Examination::Input;
-using Examination::Require;
-using Examination::Succeeds;
+using Fuzzing::Input;
+using Fuzzing::Require;
+using Fuzzing::Succeeds;
 
+/// @return whether there was any
 template <class T>
-void readAll(std::string const& bytes)
+bool readAll(std::string const& bytes)
 {
   std::istringstream stream(bytes);
+  unsigned int count = 0;
   while (Succeeds(
       [&]
       {
         T value{};
         QenSerialize::deserialize(value, stream);
       }))
-  {
-  }
+    ++count;
+  return count != 0;
 }
 
 template <class T>
@@ -46,15 +48,15 @@ void writeAndReadText(std::string const& text)
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> bytes)
 {
-  Input input(data, size);
-  std::string const bytes = input.Rest();
-  readAll<unsigned int>(bytes);
-  readAll<double>(bytes);
-  readAll<std::string>(bytes);
-  writeAndReadText(bytes);
+  Input input(bytes);
+  std::string const text = input.Rest();
+  bool accepted = readAll<unsigned int>(text);
+  accepted = readAll<double>(text) || accepted;
+  accepted = readAll<std::string>(text) || accepted;
+  writeAndReadText(text);
   writeAndReadNumber(input.Take<double>());
   writeAndReadNumber(input.Take<float>());
-  return 0;
+  return accepted;
 }

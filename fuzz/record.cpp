@@ -1,56 +1,81 @@
-// Foreign bytes as a flat record: parsed, and when an object accepts it, the operations that read its samples.
+// Foreign bytes as a flat record: parsed and refused for the reason that applies, or an object whose every operation
+// does what the model of the tests says.
 
 #include "Examination.h"
+#include "signalprocessing/io/file/TimeSignal.h"
+#include "support/ArchivedObject.h"
+#include "support/Examination.h"
+
+#include <memory>
 
 namespace
 {
-using Examination::Require;
-using Examination::Succeeds;
+using Fuzzing::Guarded;
 
-struct Record
+Uuid const kJobData = CountingUuid(0x70);
+
+/// The record with its samples against an unreadable page.
+struct GuardedRecord
 {
-  explicit Record(std::vector<unsigned char> const& bytes) : header(InternalTimeSignal::VectorToTimeSignalBin(bytes)) {}
-  ~Record() { delete[] header->Samples; }
-  Record(Record const&) = delete;
-  Record& operator=(Record const&) = delete;
+  Guarded samples;
+  timesignal_bin_t record;
 
-  std::unique_ptr<timesignal_bin_t> header;
+  explicit GuardedRecord(Bytes const& flat)
+    : samples(std::span(flat).subspan(kHeaderBytes)),
+      record(*RecordOf(Bytes(flat.begin(), flat.begin() + kHeaderBytes)))
+  {
+    if (!samples.Bytes().empty())
+      record.Samples = samples.Bytes().data();
+  }
 };
 
-void repair(timesignal_bin_t& header)
+/// Parsing and flattening, at a guard page on the way back.
+Outcome parseAndFlatten(Bytes const& flat)
 {
-  header.DataChecksum = InternalTimeSignal::CalcChecksum(header.Samples, header.DataArrayByteCount);
-  header.HeaderChecksum = InternalTimeSignal::CalcChecksum(&header, offsetof(timesignal_bin_t, HeaderChecksum));
+  RecordPointer record;
+  Outcome const outcome = OutcomeOf([&] { record.reset(InternalTimeSignal::VectorToTimeSignalBin(flat)); });
+  if (!outcome.Failed())
+  {
+    EXPECT_EQ(FlatBytes(*record), flat);
+    std::unique_ptr<Bytes> const again(InternalTimeSignal::TimeSignalBinToVector(GuardedRecord(flat).record));
+    EXPECT_EQ(*again, flat);
+  }
+  return outcome;
 }
 
-void flattenAndParse(TimeSignal const& signal)
+/// The readouts that fill a buffer of the caller, which ends at a guard page.
+void readIntoGuardedBuffers(TimeSignal const& signal)
 {
-  std::unique_ptr<std::vector<unsigned char>> const bytes(
-      InternalTimeSignal::TimeSignalBinToVector(*signal.GetHeader()));
-  Record const again(*bytes);
-  TimeSignal const copy(*again.header, signal.GetUnitString(), signal.GetJobDataUuid());
-  std::unique_ptr<std::vector<unsigned char>> const repeated(
-      InternalTimeSignal::TimeSignalBinToVector(*copy.GetHeader()));
-  Require(*repeated == *bytes);
+  constexpr std::size_t kLimit = 100;
+  TimeSignal copy(signal);
+  Guarded const values(kLimit * sizeof(double));
+  Guarded const fractions(kLimit * sizeof(short));
+  float scale = 0;
+  OutcomeOf([&] { TimeSignal::SamplesToDouble(copy, values.As<double>()); });
+  OutcomeOf([&] { TimeSignal::SamplesToFract(copy, scale, fractions.As<short>()); });
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> input)
 {
-  static Uuid const jobData("00000000-0000-0000-0000-000000000001");
-  std::vector<unsigned char> const bytes(data, data + size);
-  Succeeds(
-      [&]
-      {
-        Record record(bytes);
-        Succeeds([&] { TimeSignal const strict(*record.header, "mm/s", jobData); });
-        // Behind the checksums lies what the input is really about.
-        repair(*record.header);
-        TimeSignal const signal(*record.header, "mm/s", jobData);
-        flattenAndParse(signal);
-        if (Examination::IsAffordable(*record.header))
-          Examination::CompressConvertAndRead(signal);
-        Require(signal.GetChecksumStatus());
-      });
-  return 0;
+  Bytes const flat(input.begin(), input.end());
+  Outcome const parsed = parseAndFlatten(flat);
+  EXPECT_EQ(parsed, SignalModel::VectorConversion(flat)) << parsed.ToString();
+  if (parsed.Failed())
+    return false;
+
+  GuardedRecord const guarded(flat);
+  std::unique_ptr<InternalTimeSignal> signal;
+  Outcome const built =
+      OutcomeOf([&] { signal = std::make_unique<InternalTimeSignal>(guarded.record, "mm/s", kJobData); });
+  EXPECT_EQ(built, SignalModel::Acceptance(flat)) << built.ToString();
+  if (built.Failed())
+    return false;
+
+  SignalModel const model = SignalModel::Of(flat);
+  Describe const describe = [&flat] { return Hex(flat); };
+  Examination(*signal, model, describe).All();
+  ExamineOutputs(*signal, describe);
+  readIntoGuardedBuffers(TimeSignal(guarded.record, "mm/s", kJobData));
+  return true;
 }

@@ -1,97 +1,112 @@
-// A whole thinning run from foreign bytes: time, settings, characteristic values and trends with any time stamps. What
-// survives must have been there, and the run must end.
+// A whole thinning run over foreign stored trends, with foreign time, settings and characteristic values. One that
+// cannot be read refuses the run. What comes out of ordered trends is what the model of the tests says, and of any
+// others a part of what went in; and the run must end.
 
-#include "Examination.h"
+#include "ShrinkInput.h"
+#include "TrendForms.h"
 #include "signalprocessing/io/file/TrendShrinker.h"
 
-#include <algorithm>
 #include <set>
 
 namespace
 {
-using Examination::Input;
-using Examination::Require;
-
-std::string classDetails(char const* name, char const* unit, unsigned int count)
+/// What reading the trends has to give: the reason of the first refusal, or all of them.
+struct ReadTrends
 {
-  std::string const element = std::string("vel:NumberOfRemainingTrendEntriesPer") + unit;
-  return std::string("<vel:") + name + "><" + element + ">" + std::to_string(count) + "</" + element +
-         "></vel:" + name + ">";
-}
+  std::string failure;
+  std::vector<TrendParts> parts;
 
-DeviceDO takeDevice(Input& input)
-{
-  DeviceDO device;
-  device.setDeviceDetails("<vel:DeviceDetails><vel:TrendCleanupSettings>" +
-                          classDetails("OlderThanOneHour", "Hour", input.Take<unsigned int>()) +
-                          classDetails("OlderThanOneDay", "Day", input.Take<unsigned int>()) +
-                          classDetails("OlderThanOneWeek", "Day", input.Take<unsigned short>()) +
-                          classDetails("OlderThanFourWeeks", "Day", input.Take<unsigned char>()) +
-                          "</vel:TrendCleanupSettings></vel:DeviceDetails>");
-  return device;
-}
-
-/// Small steps of any unit, and now and then any time.
-long long takeTime(Input& input, long long last)
-{
-  auto const kind = input.Take<unsigned char>();
-  if (kind == 255)
-    return input.Take<long long>();
-  constexpr std::array<long long, 4> kUnits{1, 1000000, 3600000000, 86400000000};
-  return static_cast<long long>(static_cast<unsigned long long>(last) +
-                                static_cast<unsigned long long>(kUnits[kind % 4] * (kind / 4)));
-}
-
-TrendDataDO takeTrend(Input& input, long long& time, std::multiset<std::string>& entries)
-{
-  Trend trend(Uuid(), Uuid(), Uuid(), "", input.Take<signed char>() < 0 ? 1.0 : 2.0);
-  for (unsigned int count = input.Take<unsigned char>(); count > 0 && !input.IsEmpty(); --count)
+  explicit ReadTrends(std::vector<Bytes> const& trends)
   {
-    trend_entry_t entry;
-    std::memset(static_cast<void*>(&entry), static_cast<int>(count), sizeof entry);
-    time = takeTime(input, time);
-    entry.TimeStamp = time;
-    entry.Status = input.Take<unsigned char>();
-    trend.AddTrendEntry(entry, true);
-    entries.emplace(reinterpret_cast<char const*>(&entry), sizeof entry);
+    for (Bytes const& flat : trends)
+    {
+      TrendReading reading = ExpectedTrendReading(flat);
+      failure = reading.failure;
+      if (!failure.empty())
+        return;
+      parts.push_back(PartsOf(flat, std::move(reading.entries)));
+    }
   }
-  std::unique_ptr<TrendDataDO> const stored(trend.GetTrendDataDO());
-  return *stored;
+
+  bool HoldEntries() const
+  {
+    return std::ranges::any_of(parts, [](TrendParts const& trend) { return !trend.entries.empty(); });
+  }
+};
+
+bool isOrdered(TrendParts const& parts)
+{
+  std::vector<long long> const times = TimesOf(parts.entries);
+  return std::ranges::is_sorted(times) &&
+         (times.empty() || (parts.First() == times.front() && parts.Last() == times.back()));
 }
 
-void requireAmong(TrendDataDO const& survivor, std::multiset<std::string>& entries)
+/// Whether the trends are what a run expects: each in ascending order under its own time stamps, oldest first.
+bool areOrdered(std::vector<TrendParts> const& trends)
 {
-  Require(survivor.getClosed());
-  Trend const trend(survivor);
-  for (trend_entry_t const& entry : trend.GetTrendEntryVector())
+  return std::ranges::all_of(trends, isOrdered) && std::ranges::is_sorted(trends, {}, &TrendParts::First);
+}
+
+/// Whether the model, which walks every slot of every period, comes to its end soon.
+bool isSoonWalked(ShrinkSettings const& settings, std::vector<TrendParts> const& trends)
+{
+  constexpr long long kMostSlots = 100000;
+  long long const reach = TrendShrinkingDetail::Minus(trends.back().Last(), trends.front().First());
+  long long const largest = std::max({settings.perHourOlderThanOneHour, settings.perDayOlderThanOneDay,
+                                      settings.perDayOlderThanOneWeek, settings.perDayOlderThanFourWeeks, 1U});
+  return largest <= kMostSlots && reach / kHour <= kMostSlots / largest;
+}
+
+void requirePart(ShrinkOutput const& output, std::vector<TrendParts> const& trends, unsigned int maxSize)
+{
+  std::multiset<EntryBytes> entries;
+  for (TrendParts const& trend : trends)
+    entries.insert(trend.entries.begin(), trend.entries.end());
+  for (std::unique_ptr<TrendDataDO> const& survivor : output)
   {
-    auto const found = entries.find(std::string(reinterpret_cast<char const*>(&entry), sizeof entry));
-    Require(found != entries.end());
-    entries.erase(found);
+    EXPECT_TRUE(survivor->getClosed());
+    std::vector<EntryBytes> const survivors = EntriesOf(survivor->getData());
+    EXPECT_TRUE(!survivors.empty() && survivors.size() <= maxSize);
+    for (EntryBytes const& entry : survivors)
+    {
+      auto const found = entries.find(entry);
+      ASSERT_NE(found, entries.end());
+      entries.erase(found);
+    }
   }
+}
+
+void compare(ShrinkInput const& input, std::vector<TrendParts> trends, ShrinkOutput const& output)
+{
+  requirePart(output, trends, input.settings.maxSize);
+  std::erase_if(trends, [](TrendParts const& trend) { return trend.entries.empty(); });
+  if (trends.empty() || !areOrdered(trends) || !std::ranges::is_sorted(input.values) ||
+      !isSoonWalked(input.settings, trends))
+    return;
+  TrendShrinkingModel model(input.settings, input.now);
+  model.Run(trends, input.values);
+  EXPECT_EQ(FaultOf(output, model.Results(), trends), "");
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> bytes)
 {
-  Input input(data, size);
-  DeviceDO const device = takeDevice(input);
-  auto const maxSize = static_cast<unsigned int>(input.Take<unsigned char>()) + 1;
-  TrendShrinker shrinker(device, maxSize, input.Take<unsigned int>());
-  auto const now = input.Take<long long>();
-  long long time = input.Take<long long>();
-  std::vector<CharacteristicValueDataDO> values(input.Take<unsigned char>() % 16);
-  long long valueTime = time;
-  for (CharacteristicValueDataDO& value : values)
-    value.setMeasurementTimeStamp(valueTime = takeTime(input, valueTime));
-  std::multiset<std::string> entries;
-  std::vector<TrendDataDO> trends;
-  while (!input.IsEmpty())
-    trends.push_back(takeTrend(input, time, entries));
-  for (std::unique_ptr<TrendDataDO> const& survivor : shrinker.ShrinkTrendsOrThrow(now, trends, values))
-  {
-    Require(survivor->getNumSamples() <= maxSize && survivor->getNumSamples() > 0);
-    requireAmong(*survivor, entries);
-  }
-  return 0;
+  ShrinkInput const input(bytes);
+  std::vector<TrendDataDO> stored;
+  for (Bytes const& flat : input.trends)
+    stored.push_back(StoredBytes(flat));
+  std::vector<CharacteristicValueDataDO> const values = ValuesAt(input.values);
+  TrendShrinker shrinker = MakeShrinker(input.settings);
+
+  ReadTrends const read(input.trends);
+  ShrinkOutput output;
+  std::string const end = TrendEndOf([&] { output = shrinker.ShrinkTrendsOrThrow(input.now, stored, values); });
+  bool const isRefused = !stored.empty() && input.settings.maxSize == 0;
+  std::string const refusal = "TrendException \"Maximum trend size must not be 0!\" in TrendShrinker.cpp";
+  EXPECT_EQ(end, isRefused ? refusal : read.failure);
+  EXPECT_EQ(Owned(shrinker.ShrinkTrends(input.now, stored, values)).size(), output.size());
+  if (!end.empty())
+    return false;
+  compare(input, read.parts, output);
+  return read.HoldEntries();
 }

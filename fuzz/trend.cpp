@@ -1,64 +1,58 @@
-// Foreign bytes as a stored trend: read, and when it is accepted, every operation of a trend.
+// Foreign bytes as a stored trend: refused for the reason that applies, or a trend whose every operation does what
+// plain lists do.
 
-#include "signalprocessing/io/file/Trend.h"
 #include "Examination.h"
-#include "platform/database/TrendDataDO.h"
-
-#include <deque>
+#include "TrendForms.h"
 
 namespace
 {
-using Examination::Input;
-using Examination::Require;
-using Examination::Succeeds;
+using Fuzzing::Guarded;
 
-void storeAndRead(Trend const& trend)
+/// The operations that take bytes by pointer, which end at an unreadable page.
+void uncompressAndFlatten(Bytes const& flat, std::vector<EntryBytes> const& entries)
 {
-  for (compression32_t const method : {no_compression, zlib, gzip})
-  {
-    Trend copy(trend);
-    copy.SetCompression(method);
-    std::unique_ptr<TrendDataDO> const stored(copy.GetTrendDataDO());
-    Trend const again(*stored);
-    Require(again.GetNumberOfEntries() == trend.GetNumberOfEntries());
-    std::size_t const byteCount = trend.GetNumberOfEntries() * sizeof(trend_entry_t);
-    Require(byteCount == 0 ||
-            std::memcmp(again.GetTrendEntryVector().data(), trend.GetTrendEntryVector().data(), byteCount) == 0);
-  }
+  std::unique_ptr<trend_header_t> const header(Trend::VectorToTrend(flat));
+  Guarded const data(std::span<std::uint8_t const>(flat).subspan(kTrendHeaderBytes));
+  Trend trend(Uuid(), Uuid(), Uuid(), "", 0);
+  trend.UncompressData(data.Bytes().data(), header.get());
+  EXPECT_EQ(AllBytes(trend.GetTrendEntryVector()), entries);
+  std::unique_ptr<Bytes> const again(Trend::TrendToVector(*header, data.Bytes().data()));
+  EXPECT_EQ(*again, flat);
 }
 
-void deleteAndAdd(Trend trend, long long from, long long to)
+/// Ranges that begin and end at and beside entries, as the reserved number says.
+void deleteRanges(Trend const& trend, TrendParts const& parts, unsigned int choices)
 {
-  unsigned int const before = trend.GetNumberOfEntries();
-  bool removed = false;
-  if (Succeeds([&] { removed = trend.DeleteTrendEntries(from, to); }) && !removed)
-    Require(trend.GetNumberOfEntries() == before);
-  std::vector<trend_entry_t> const& entries = trend.GetTrendEntryVector();
-  std::deque<trend_entry_t> const some(entries.begin(), entries.end());
-  trend.AddTrendEntries(some.begin(), some.end());
-  trend.AddTrendEntry(trend.GetTrendEntry(0), true);
-  trend.AddTrendEntry(trend.GetTrendEntry(before), false);
+  auto const time = [&parts, &choices]
+  {
+    unsigned int const choice = choices % 64;
+    choices /= 64;
+    long long const at = parts.entries.empty() ? 0 : TimeOf(parts.entries[choice / 3 % parts.entries.size()]);
+    return TrendShrinkingDetail::Plus(at, static_cast<long long>(choice % 3) - 1);
+  };
+  for (int i = 0; i < 2; ++i)
+  {
+    Trend copy(trend);
+    PlainTrend plain{parts.entries, parts.First(), parts.Last()};
+    long long const from = time();
+    DeleteAndCompare(copy, plain, from, time());
+  }
 }
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+bool Fuzzing::Examine(std::span<std::uint8_t const> input)
 {
-  Input input(data, size);
-  TrendDataDO stored;
-  auto const from = input.Take<long long>();
-  auto const to = input.Take<long long>();
-  stored.setFirstTimeStamp(from);
-  stored.setLastTimeStamp(to);
-  std::string const record = input.Rest();
-  stored.setData(std::vector<unsigned char>(record.begin(), record.end()));
-  Succeeds(
-      [&]
-      {
-        Trend const trend(stored);
-        if (trend.GetNumberOfEntries() > 100000)
-          return;
-        storeAndRead(trend);
-        deleteAndAdd(trend, from, to);
-      });
-  return 0;
+  Bytes const flat(input.begin(), input.end());
+  TrendReading const expected = ExpectedTrendReading(flat);
+  std::unique_ptr<Trend> trend;
+  EXPECT_EQ(TrendEndOf([&] { trend = std::make_unique<Trend>(StoredBytes(flat)); }), expected.failure);
+  if (trend == nullptr)
+    return false;
+  TrendParts const parts = PartsOf(flat, expected.entries);
+  ExpectTrendParts(*trend, parts);
+  uncompressAndFlatten(flat, parts.entries);
+  OperateOnTrend(*trend, parts);
+  deleteRanges(*trend, parts, FieldAt<unsigned int>(flat, TrendField::kReserved));
+  StoreTrendAndReadBack(*trend, parts);
+  return true;
 }
