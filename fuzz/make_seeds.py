@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes the seed inputs of the fuzz targets into fuzz/corpus: valid records and files of every sample type and stored
-form, valid texts and streams. The corpora hold these seeds and whatever fuzzing found worth keeping."""
+form, valid texts and streams. Fuzzing goes on from there; script/fuzz --merge keeps what is needed, under names of its
+own."""
 
 import gzip
 import pathlib

@@ -1,6 +1,6 @@
 // A whole thinning run over foreign stored trends, with foreign time, settings and characteristic values. One that
-// cannot be read refuses the run. What comes out of ordered trends is what the model of the tests says, and of any
-// others a part of what went in; and the run must end.
+// cannot be read refuses the run. What comes out is what the model of the tests says, as far as that comes to its end,
+// and always a part of what went in; and the run must end.
 
 #include "ShrinkInput.h"
 #include "TrendForms.h"
@@ -34,27 +34,23 @@ struct ReadTrends
   }
 };
 
-bool isOrdered(TrendParts const& parts)
+/// Whether the model, which walks every slot of every period from the oldest time stamp to now, comes to its end soon.
+bool isSoonWalked(ShrinkInput const& input, std::vector<TrendParts> const& trends)
 {
-  std::vector<long long> const times = TimesOf(parts.entries);
-  return std::ranges::is_sorted(times) &&
-         (times.empty() || (parts.First() == times.front() && parts.Last() == times.back()));
-}
-
-/// Whether the trends are what a run expects: each in ascending order under its own time stamps, oldest first.
-bool areOrdered(std::vector<TrendParts> const& trends)
-{
-  return std::ranges::all_of(trends, isOrdered) && std::ranges::is_sorted(trends, {}, &TrendParts::First);
-}
-
-/// Whether the model, which walks every slot of every period, comes to its end soon.
-bool isSoonWalked(ShrinkSettings const& settings, std::vector<TrendParts> const& trends)
-{
+  using TrendShrinkingDetail::kHour;
+  using TrendShrinkingDetail::Minus;
   constexpr long long kMostSlots = 100000;
-  long long const reach = TrendShrinkingDetail::Minus(trends.back().Last(), trends.front().First());
+  ShrinkSettings const& settings = input.settings;
   long long const largest = std::max({settings.perHourOlderThanOneHour, settings.perDayOlderThanOneDay,
                                       settings.perDayOlderThanOneWeek, settings.perDayOlderThanFourWeeks, 1U});
-  return largest <= kMostSlots && reach / kHour <= kMostSlots / largest;
+  long long oldest = input.now;
+  for (TrendParts const& trend : trends)
+  {
+    oldest = std::min(oldest, trend.First());
+    for (EntryBytes const& entry : trend.entries)
+      oldest = std::min(oldest, TimeOf(entry));
+  }
+  return largest <= kMostSlots && Minus(input.now, oldest) / kHour <= kMostSlots / largest;
 }
 
 void requirePart(ShrinkOutput const& output, std::vector<TrendParts> const& trends, unsigned int maxSize)
@@ -76,12 +72,11 @@ void requirePart(ShrinkOutput const& output, std::vector<TrendParts> const& tren
   }
 }
 
-void compare(ShrinkInput const& input, std::vector<TrendParts> trends, ShrinkOutput const& output)
+void compare(ShrinkInput const& input, std::vector<TrendParts> const& trends, ShrinkOutput const& output)
 {
   requirePart(output, trends, input.settings.maxSize);
-  std::erase_if(trends, [](TrendParts const& trend) { return trend.entries.empty(); });
-  if (trends.empty() || !areOrdered(trends) || !std::ranges::is_sorted(input.values) ||
-      !isSoonWalked(input.settings, trends))
+  // The run expects values in ascending order; of trends and entries it takes any.
+  if (!std::ranges::is_sorted(input.values) || !isSoonWalked(input, trends))
     return;
   TrendShrinkingModel model(input.settings, input.now);
   model.Run(trends, input.values);
