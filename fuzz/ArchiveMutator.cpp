@@ -4,6 +4,11 @@
 #include "RecordMutation.h"
 #include "support/ArchiveForm.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
 namespace
 {
 using Mutation::Random;

@@ -3,6 +3,10 @@
 #include "RepairingMutator.h"
 #include "support/TrendRecords.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+
 // Changes of flat records, of time signals and of trends: a header in front of plain or compressed bytes.
 
 namespace Mutation

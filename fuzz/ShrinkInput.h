@@ -3,6 +3,12 @@
 #include "Examination.h"
 #include "support/TrendShrinkingModel.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <vector>
+
 /// The input of a thinning run: settings, time, characteristic values, and stored trends, each behind its size.
 struct ShrinkInput
 {

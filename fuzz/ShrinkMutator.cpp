@@ -4,6 +4,13 @@
 #include "RecordMutation.h"
 #include "ShrinkInput.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
 namespace
 {
 using Mutation::Random;

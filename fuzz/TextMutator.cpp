@@ -1,17 +1,16 @@
 // Changes of XML texts: of the text in an element, or of where elements stand. Markup stays balanced, and numbers and
 // identifiers stay readable, without which everything else in a document goes unread.
 
+#include "TextMutator.h"
 #include "RepairingMutator.h"
 #include "platform/Options.h"
 #include "platform/Uuid.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <string>
 #include <vector>
-
-/// Of the target: an element without which nothing is read, and a text with nothing but it.
-extern char const* const kNeeded;
-extern char const* const kSkeleton;
 
 namespace
 {
@@ -164,14 +163,14 @@ bool isRead(std::string const& text)
 {
   Options parser;
   Option* const root = parser.parse(text);
-  return root != nullptr && root->FindOption(kNeeded, false) != nullptr;
+  return root != nullptr && root->FindOption(TextMutation::kNeeded, false) != nullptr;
 }
 
 Bytes mutated(Bytes const& input, Random& random, std::size_t)
 {
   std::string result = changed(std::string(input.begin(), input.end()), random);
   if (!isRead(result))
-    result = changed(kSkeleton, random);
+    result = changed(TextMutation::kSkeleton, random);
   return Bytes(result.begin(), result.end());
 }
 } // namespace

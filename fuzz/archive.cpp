@@ -4,7 +4,9 @@
 #include "Examination.h"
 #include "support/ArchivedObject.h"
 
+#include <gtest/gtest.h>
 #include <memory>
+#include <string>
 
 namespace
 {

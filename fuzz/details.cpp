@@ -1,6 +1,7 @@
 // Foreign text as any tree of options, and as the details document of a stored signal and of a stored trend.
 
 #include "Examination.h"
+#include "TextMutator.h"
 #include "platform/Options.h"
 #include "platform/database/MeasurementDataDO.h"
 #include "signalprocessing/io/file/TimeSignal.h"
@@ -9,12 +10,11 @@
 #include "support/TrendRecords.h"
 
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
-/// For the mutator.
-extern char const* const kNeeded;
-extern char const* const kSkeleton;
-char const* const kNeeded = "vel:MeasurementDataDetails.vel:Signal.vel:HeaderInfo";
-char const* const kSkeleton =
+char const* const TextMutation::kNeeded = "vel:MeasurementDataDetails.vel:Signal.vel:HeaderInfo";
+char const* const TextMutation::kSkeleton =
     "<vel:MeasurementDataDetails><vel:Signal><vel:HeaderInfo><vel:UnitString>g</vel:UnitString></vel:HeaderInfo>"
     "</vel:Signal></vel:MeasurementDataDetails>";
 

@@ -6,8 +6,10 @@
 #include "signalprocessing/io/file/TimeSignalFile.h"
 #include "support/SignalModel.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
 
 namespace
 {

@@ -3,6 +3,8 @@
 #include "Examination.h"
 #include "TrendForms.h"
 
+#include <gtest/gtest.h>
+
 bool Fuzzing::Examine(std::span<std::uint8_t const> input)
 {
   Bytes const flat(input.begin(), input.end());

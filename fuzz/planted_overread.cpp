@@ -5,6 +5,7 @@
 #include "signalprocessing/io/file/TimeSignal.h"
 #include "support/SignalModel.h"
 
+#include <algorithm>
 #include <numeric>
 
 bool Fuzzing::Examine(std::span<std::uint8_t const> input)

@@ -6,7 +6,11 @@
 #include "support/ArchivedObject.h"
 #include "support/Examination.h"
 
+#include <cstddef>
+#include <gtest/gtest.h>
 #include <memory>
+#include <span>
+#include <string>
 
 namespace
 {

@@ -2,6 +2,7 @@
 // counts are known.
 
 #include "Examination.h"
+#include "TextMutator.h"
 #include "platform/Options.h"
 #include "platform/database/DeviceDO.h"
 #include "signalprocessing/io/file/TrendShrinker.h"
@@ -10,11 +11,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
-/// For the mutator.
-extern char const* const kNeeded;
-extern char const* const kSkeleton;
-char const* const kNeeded = "vel:DeviceDetails.vel:TrendCleanupSettings";
-char const* const kSkeleton =
+char const* const TextMutation::kNeeded = "vel:DeviceDetails.vel:TrendCleanupSettings";
+char const* const TextMutation::kSkeleton =
     "<vel:DeviceDetails><vel:TrendCleanupSettings><vel:OlderThanOneHour><vel:NumberOfRemainingTrendEntriesPerHour>2"
     "</vel:NumberOfRemainingTrendEntriesPerHour></vel:OlderThanOneHour></vel:TrendCleanupSettings></vel:DeviceDetails>";
 

@@ -6,7 +6,13 @@
 #include "TrendForms.h"
 #include "signalprocessing/io/file/TrendShrinker.h"
 
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
 #include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace
 {

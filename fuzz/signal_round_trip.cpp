@@ -10,7 +10,11 @@
 #include "support/ArchiveForm.h"
 #include "support/DatabaseForm.h"
 
+#include <array>
+#include <limits>
 #include <memory>
+#include <span>
+#include <string>
 
 namespace
 {

@@ -4,6 +4,13 @@
 #include "Examination.h"
 #include "TrendForms.h"
 
+#include <cstddef>
+#include <gtest/gtest.h>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
 namespace
 {
 using Fuzzing::Guarded;

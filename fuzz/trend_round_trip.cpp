@@ -4,6 +4,15 @@
 #include "Examination.h"
 #include "TrendForms.h"
 
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace
 {
 using Fuzzing::Input;
