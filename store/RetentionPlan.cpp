@@ -21,7 +21,9 @@ RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& b
     unsigned int const count = basis.counts.at(i);
     if (applied.count != count)
       applied = {kNever, count};
-    long long const ofAge = periods.NextStart(ageClass.Border(basis.now));
+    long long const border = ageClass.Border(basis.now);
+    // No period can have come of age before time stamps begin, not even one that reaches over there.
+    long long const ofAge = border == kNever ? kNever : periods.NextStart(border);
     long long const end = std::min(ofAge, periods.Start(basis.openFrom));
     long long const from = std::max(applied.until == kNever ? kNever : periods.Start(applied.until), older);
     if (count != 0 && from < end)
