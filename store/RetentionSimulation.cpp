@@ -134,13 +134,16 @@ std::vector<RetentionSimulation::Explanation> RetentionSimulation::Explain(Reten
   std::ranges::reverse(trends);
   Explanations explanations;
   for (TrendSummary const& summary : trends)
-    for (trend_entry_t const& entry : Trend(*copy_.FindTrend(device_, summary.trend)).GetTrendEntryVector())
+  {
+    Trend const trend(*copy_.FindTrend(device_, summary.trend));
+    for (trend_entry_t const& entry : trend.GetTrendEntryVector())
     {
       if (!summary.isClosed)
         explanations.push_back({entry, RetentionVerdict::open_trend, std::nullopt});
       else if (!isInStretch(plan, entry.TimeStamp))
         explanations.push_back({entry, verdictOf(plan.Judge(entry.TimeStamp)), std::nullopt});
     }
+  }
   Recorder recorder(explanations);
   DeviceDatabase::Transaction transaction(copy_);
   thinning.Run(&recorder);
