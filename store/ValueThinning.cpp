@@ -62,6 +62,17 @@ void subtract(RetentionResult::Amount& sum, RetentionResult::Amount const& amoun
   sum.bytes -= amount.bytes;
 }
 
+void requireSoundEntries(Trend const& trend)
+{
+  std::vector<trend_entry_t> const& entries = trend.GetTrendEntryVector();
+  ThinningCheck::RequireOrder(entries);
+  if (entries.empty() || entries.front().TimeStamp != trend.GetFirstTimeStamp() ||
+      entries.back().TimeStamp != trend.GetLastTimeStamp())
+    throw ExceptionFactory(kSourceUnit, __LINE__)
+        .createException<TrendException>("Time stamps of trend %s are not those of its entries!",
+                                         trend.GetTrendUuid().ToString().c_str());
+}
+
 /// The smallest and the largest value of each period; of equal ones the first. What is no number is neither, nor is
 /// what cannot be pinned: all but the first of several entries with one time stamp.
 class Extremes
@@ -103,45 +114,79 @@ private:
 };
 } // namespace
 
-struct ValueThinning::Row
-{
-  TrendDataDO stored;
-  Trend trend;
-
-  Uuid const& Identity() const { return stored.getCurrentUuid().getUuid(); }
-  RetentionResult::Amount Size() const { return {1, trend.GetNumberOfEntries(), ByteCountOf(stored)}; }
-};
-
 /// Trends that follow each other, of one unit and limit: what is thinned as if it were one.
-struct ValueThinning::Strand
+class ValueThinning::Strand
 {
-  std::vector<Row> rows;
-  Entries entries; // of all rows, by time
-
-  Trend const& First() const { return rows.front().trend; }
-
-  bool Takes(Row const& row) const
+public:
+  struct Row
   {
-    Trend const& first = First();
-    // A limit that is NaN differs from itself.
-    return row.trend.GetLowerPreAlarmLimit() == first.GetLowerPreAlarmLimit() &&
-           row.trend.GetSignalUnitUuid() == first.GetSignalUnitUuid() &&
-           row.trend.GetSignalUnitString() == first.GetSignalUnitString() &&
-           row.trend.GetCharacteristicValueConfigBaseUuid() == first.GetCharacteristicValueConfigBaseUuid();
+    Uuid trend;
+    RetentionResult::Amount size;
+  };
+
+  /// Of the kind of a stored trend.
+  Strand(TrendDataDO const& stored, Trend const& trend)
+    : config_(stored.getCharacteristicValueConfig()), base_(stored.getCharacteristicValueConfigBaseUuid()),
+      unit_(trend.GetSignalUnitUuid()), unitString_(trend.GetSignalUnitString()), limit_(trend.GetLowerPreAlarmLimit())
+  {
   }
 
-  /// A new trend of the same kind with these entries.
-  Trend Make(EntryRange piece) const
+  bool Takes(Trend const& trend) const
   {
-    Trend const& first = First();
-    Trend made(first.GetCharacteristicValueConfigUuid(), first.GetCharacteristicValueConfigBaseUuid(),
-               first.GetSignalUnitUuid(), first.GetSignalUnitString(), first.GetLowerPreAlarmLimit());
+    // A limit that is NaN differs from itself.
+    return trend.GetLowerPreAlarmLimit() == limit_ && trend.GetSignalUnitUuid() == unit_ &&
+           trend.GetSignalUnitString() == unitString_ &&
+           trend.GetCharacteristicValueConfigBaseUuid() == base_.getUuid();
+  }
+
+  void Add(TrendDataDO const& stored, Trend const& trend)
+  {
+    rows_.push_back({trend.GetTrendUuid(), {1, trend.GetNumberOfEntries(), ByteCountOf(stored)}});
+    append(entries_, trend.GetTrendEntryVector());
+  }
+
+  /// Puts the entries of trends that overlap in time order; of equal time stamps those of the earlier trend come first.
+  void Order()
+  {
+    if (std::ranges::is_sorted(entries_, {}, &trend_entry_t::TimeStamp))
+      return;
+    std::vector<trend_entry_t const*> order;
+    order.reserve(entries_.size());
+    for (trend_entry_t const& entry : entries_)
+      order.push_back(&entry);
+    std::ranges::stable_sort(order, {}, &trend_entry_t::TimeStamp);
+    Entries ordered(entries_.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+      CopyWhole(ordered[i], *order[i]);
+    entries_ = std::move(ordered);
+  }
+
+  std::vector<Row> const& Rows() const { return rows_; }
+  Entries const& AllEntries() const { return entries_; }
+
+  /// A new trend of the same kind with these entries, as an open database object.
+  std::unique_ptr<TrendDataDO> Make(EntryRange piece, compression32_t compression) const
+  {
+    Trend made(config_.getUuid(), base_.getUuid(), unit_, unitString_, limit_);
     std::deque<trend_entry_t> entriesOfPiece;
     for (trend_entry_t const& entry : piece)
       AppendWhole(entriesOfPiece, entry);
     made.AddTrendEntries(entriesOfPiece.begin(), entriesOfPiece.end());
-    return made;
+    made.SetCompression(compression);
+    std::unique_ptr<TrendDataDO> stored(made.GetTrendDataDO());
+    stored->setCharacteristicValueConfig(config_);
+    stored->setCharacteristicValueConfigBaseUuid(base_);
+    return stored;
   }
+
+private:
+  UuidEntryDO config_;
+  UuidEntryDO base_;
+  Uuid unit_;
+  std::string unitString_;
+  double limit_;
+  std::vector<Row> rows_;
+  Entries entries_; // of all rows, by time
 };
 
 ValueThinning::ValueThinning(DeviceDatabase& database, RetentionSettings const& settings, TrendShrinker& shrinker,
@@ -238,7 +283,7 @@ void ValueThinning::rewrite(std::vector<TrendSummary> const& summaries, Retentio
   {
     Entries const survivors = thin(strand, plan, observer);
     std::vector<EntryRange> const pieces = cut(survivors, plan);
-    if (survivors.size() != strand.entries.size() || pieces.size() != strand.rows.size())
+    if (survivors.size() != strand.AllEntries().size() || pieces.size() != strand.Rows().size())
       replace(strand, pieces, result);
   }
 }
@@ -249,48 +294,25 @@ std::vector<ValueThinning::Strand> ValueThinning::readStrands(std::vector<TrendS
   std::vector<Strand> strands;
   for (TrendSummary const& summary : summaries)
   {
-    Row row = readRow(summary.trend);
-    result.bytesRead += row.Size().bytes;
-    if (strands.empty() || !strands.back().Takes(row))
-      strands.emplace_back();
-    strands.back().rows.push_back(std::move(row));
+    std::optional<TrendDataDO> const stored = database_.FindTrend(device_, summary.trend);
+    if (!stored)
+      throw ExceptionFactory(kSourceUnit, __LINE__)
+          .createException<TrendException>("Trend %s is not there any more!", summary.trend.ToString().c_str());
+    Trend const trend(*stored);
+    requireSoundEntries(trend);
+    result.bytesRead += ByteCountOf(*stored);
+    if (strands.empty() || !strands.back().Takes(trend))
+      strands.emplace_back(*stored, trend);
+    strands.back().Add(*stored, trend);
   }
   for (Strand& strand : strands)
-    gather(strand);
+    strand.Order();
   return strands;
-}
-
-ValueThinning::Row ValueThinning::readRow(Uuid const& uuid)
-{
-  std::optional<TrendDataDO> stored = database_.FindTrend(device_, uuid);
-  if (!stored)
-    throw ExceptionFactory(kSourceUnit, __LINE__)
-        .createException<TrendException>("Trend %s is not there any more!", uuid.ToString().c_str());
-  Row row{*stored, Trend(*stored)};
-  Entries const& entries = row.trend.GetTrendEntryVector();
-  ThinningCheck::RequireOrder(entries);
-  if (entries.empty() || entries.front().TimeStamp != row.trend.GetFirstTimeStamp() ||
-      entries.back().TimeStamp != row.trend.GetLastTimeStamp())
-    throw ExceptionFactory(kSourceUnit, __LINE__)
-        .createException<TrendException>("Time stamps of trend %s are not those of its entries!",
-                                         uuid.ToString().c_str());
-  return row;
-}
-
-void ValueThinning::gather(Strand& strand) const
-{
-  for (Row const& row : strand.rows)
-  {
-    if (strand.entries.empty() || row.trend.GetFirstTimeStamp() >= strand.entries.back().TimeStamp)
-      append(strand.entries, row.trend.GetTrendEntryVector());
-    else
-      strand.entries = shrinker_.MergeTrends(strand.Make(strand.entries), row.trend).GetTrendEntryVector();
-  }
 }
 
 ValueThinning::Entries ValueThinning::thin(Strand const& strand, RetentionPlan const& plan, ThinningObserver* observer)
 {
-  EntryRange const all = strand.entries;
+  EntryRange const all = strand.AllEntries();
   EntryRange rest = all;
   Entries survivors;
   for (ThinningStretch const& stretch : plan.stretches)
@@ -315,7 +337,7 @@ ValueThinning::Entries ValueThinning::thin(Strand const& strand, RetentionPlan c
 ValueThinning::Entries ValueThinning::thinStretch(Strand const& strand, ThinningStretch const& stretch,
                                                   EntryRange entries, ThinningObserver* observer)
 {
-  std::unique_ptr<TrendDataDO> const whole(strand.Make(entries).GetTrendDataDO());
+  std::unique_ptr<TrendDataDO> const whole = strand.Make(entries, no_compression);
   // This is where the shrinker's periods start.
   whole->setFirstTimeStamp(stretch.from);
   std::vector<TrendDataDO> const trends{*whole};
@@ -377,26 +399,21 @@ std::vector<ValueThinning::EntryRange> ValueThinning::cut(EntryRange entries, Re
 
 void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const& pieces, RetentionResult& result)
 {
-  for (Row const& row : strand.rows)
+  for (Strand::Row const& row : strand.Rows())
   {
-    database_.DeleteTrend(device_, row.Identity());
+    database_.DeleteTrend(device_, row.trend);
     // What this run made itself is not there afterwards, nor was it before.
-    if (made_.erase(row.Identity()) != 0)
-      subtract(result.after, row.Size());
+    if (made_.erase(row.trend) != 0)
+      subtract(result.after, row.size);
     else
-      add(result.before, row.Size());
+      add(result.before, row.size);
   }
-  TrendDataDO const& first = strand.rows.front().stored;
   for (EntryRange const piece : pieces)
   {
-    Trend trend = strand.Make(piece);
-    trend.SetCompression(zlib);
-    std::unique_ptr<TrendDataDO> const made(trend.GetTrendDataDO());
+    std::unique_ptr<TrendDataDO> const made = strand.Make(piece, zlib);
     made->setClosed(true);
-    made->setCharacteristicValueConfig(first.getCharacteristicValueConfig());
-    made->setCharacteristicValueConfigBaseUuid(first.getCharacteristicValueConfigBaseUuid());
     database_.PutTrend(device_, *made);
-    made_.insert(trend.GetTrendUuid());
+    made_.insert(made->getCurrentUuid().getUuid());
     add(result.after, {1, piece.size(), ByteCountOf(*made)});
   }
 }

@@ -31,8 +31,7 @@ public:
   RetentionPlan Plan();
 
 private:
-  struct Row;
-  struct Strand;
+  class Strand;
   using Entries = std::vector<trend_entry_t>;
   using EntryRange = std::span<trend_entry_t const>;
 
@@ -43,8 +42,6 @@ private:
   void rewrite(std::vector<TrendSummary> const& summaries, RetentionPlan const& plan, ThinningObserver* observer,
                RetentionResult& result);
   std::vector<Strand> readStrands(std::vector<TrendSummary> const& summaries, RetentionResult& result);
-  Row readRow(Uuid const& trend);
-  void gather(Strand& strand) const;
   Entries thin(Strand const& strand, RetentionPlan const& plan, ThinningObserver* observer);
   Entries thinStretch(Strand const& strand, ThinningStretch const& stretch, EntryRange entries,
                       ThinningObserver* observer);
