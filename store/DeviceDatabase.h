@@ -95,8 +95,9 @@ struct DeviceStatistics
 /// is open. Two processes may use one store at once; they wait for each other, but no longer than DatabaseAccess says.
 ///
 /// Time stamps are microseconds since 1970-01-01T00:00:00Z. Every failure is a DatabaseException with the name of the
-/// statement and the engine's message, or std::bad_alloc; nothing of the call is stored then. Threads. An object
-/// belongs to one thread at a time; threads that work at once open one each.
+/// statement and the engine's message, or std::bad_alloc; nothing of the call is stored then. Only a commit that fails
+/// because the disk does, or the line to the server, may be found to have been stored, wholly, when the store is opened
+/// again. Threads. An object belongs to one thread at a time; threads that work at once open one each.
 class QEN_STORE_EXPORT DeviceDatabase
 {
 public:

@@ -128,8 +128,19 @@ void SqliteConnection::configure(DatabaseAccess const& access, char const* name)
   sqlite3_extended_result_codes(database_.get(), 1);
   // A hostile file must not run code of its own: what a schema may call is limited to what is harmless.
   RunScript(name, "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
-  if (!access.readOnly)
-    RunScript(name, "PRAGMA auto_vacuum = INCREMENTAL; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+  if (access.readOnly)
+    return;
+  // This one writes, and would wait for other writers whenever a store is opened.
+  if (isEmpty(name))
+    RunScript(name, "PRAGMA auto_vacuum = INCREMENTAL");
+  RunScript(name, "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+}
+
+bool SqliteConnection::isEmpty(char const* name)
+{
+  SqlText const statement{name, "SELECT page_count FROM pragma_page_count"};
+  auto const rows = Query(statement, {});
+  return rows->Next() && rows->Integer(0) == 0;
 }
 
 std::unique_ptr<SqlRows> SqliteConnection::Query(SqlText const& statement, SqlParameters parameters)

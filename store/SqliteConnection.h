@@ -37,6 +37,8 @@ private:
   using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
   void configure(DatabaseAccess const& access, char const* name);
+  /// Whether nobody has written to the file yet.
+  bool isEmpty(char const* name);
   sqlite3_stmt* prepare(SqlText const& statement);
   /// A prepared statement with its parameters, ready for its first step.
   sqlite3_stmt* start(SqlText const& statement, SqlParameters parameters);
