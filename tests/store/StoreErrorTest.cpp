@@ -236,12 +236,13 @@ TEST_F(SpoiltStore, FileThatWasCutIsNoticed)
   EXPECT_NE(Examine().find("malformed"), std::string::npos) << Examine();
 }
 
+// Whole pages: bytes of a record alone are nothing that an engine could check. The library's checksums are there for
+// those.
 TEST_F(SpoiltStore, DamageToAnyPageIsNoticed)
 {
   Fill();
   std::vector<unsigned char> const whole = ReadFile(FilePath());
   std::size_t const pages = whole.size() / kPage;
-  // The large trend's record lies in pages of its own, which hold nothing that an engine could check.
   std::size_t unnoticed = 0;
   for (std::size_t page = 0; page < pages; ++page)
   {
