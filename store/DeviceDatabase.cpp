@@ -72,6 +72,10 @@ SqlText const kDeleteBookmark{"delete bookmark",
 SqlText const kListBookmarks{"list bookmarks", "SELECT time_stamp FROM bookmark WHERE device_uuid = $1 AND "
                                                "value_uuid = $2 AND time_stamp BETWEEN $3 AND $4 ORDER BY time_stamp"};
 
+SqlText const kListStoredValues{"list stored values",
+                                "SELECT value_uuid FROM characteristic_value WHERE device_uuid = $1 UNION "
+                                "SELECT value_uuid FROM bookmark WHERE device_uuid = $1 ORDER BY value_uuid"};
+
 SqlText const kMeasurementStatistics{
     "read statistics", "SELECT COUNT(*), CAST(COALESCE(SUM(LENGTH(data) + LENGTH(details)), 0) AS BIGINT) "
                        "FROM measurement WHERE device_uuid = $1"};
@@ -456,6 +460,15 @@ std::vector<long long> DeviceDatabase::ListBookmarks(Uuid const& device, Uuid co
   for (auto const rows = connection_->Query(kListBookmarks, parameters); rows->Next();)
     bookmarks.push_back(rows->Integer(0));
   return bookmarks;
+}
+
+std::vector<Uuid> DeviceDatabase::ListStoredValues(Uuid const& device)
+{
+  SqlParameter const parameters[] = {device};
+  std::vector<Uuid> values;
+  for (auto const rows = connection_->Query(kListStoredValues, parameters); rows->Next();)
+    values.push_back(rows->Identifier(0));
+  return values;
 }
 
 DeviceStatistics DeviceDatabase::ReadStatistics(Uuid const& device)

@@ -164,6 +164,9 @@ public:
   /// Oldest first.
   std::vector<long long> ListBookmarks(Uuid const& device, Uuid const& config, TimeRange const& time = {});
 
+  /// The configurations of all that characteristic values or bookmarks are stored of, ascending.
+  std::vector<Uuid> ListStoredValues(Uuid const& device);
+
   DeviceStatistics ReadStatistics(Uuid const& device);
   /// What the engine's own check finds wrong, one line each. PostgreSQL has none for clients: nothing.
   std::vector<std::string> CheckIntegrity();

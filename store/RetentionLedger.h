@@ -2,6 +2,7 @@
 
 #include "platform/Uuid.h"
 #include "signalprocessing/io/file/TrendAgeClasses.h"
+#include "store/Export.h"
 
 #include <array>
 #include <limits>
@@ -12,7 +13,7 @@ class DeviceDatabase;
 /// What the store remembers of the thinning of one characteristic value: where its periods start and how far each age
 /// class has been applied. Whoever changes closed trends of the value takes its ledger first, which keeps all others
 /// waiting.
-class RetentionLedger
+class QEN_STORE_EXPORT RetentionLedger
 {
 public:
   /// One age class, in the order of kTrendAgeClasses.
