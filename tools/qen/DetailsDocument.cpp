@@ -100,27 +100,42 @@ std::optional<std::string> DetailsDocument::PathOf(std::string const& signalPath
   return fs::exists(besideTarget, error) ? besideTarget.native() : beside.native();
 }
 
-std::optional<DetailsDocument> DetailsDocument::Beside(InputFile const& signalFile)
+std::optional<std::string> DetailsDocument::PathBeside(InputFile const& signalFile)
 {
   std::error_code error;
   if (!signalFile.IsOnDisk() || fs::path(signalFile.Path()).extension() == kExtension)
     return std::nullopt;
   std::optional<std::string> const path = PathOf(signalFile.Path());
-  if (!fs::exists(fs::symlink_status(*path, error)))
+  return fs::exists(fs::symlink_status(*path, error)) ? path : std::nullopt;
+}
+
+std::string DetailsDocument::ReadText(std::string const& path)
+try
+{
+  InputFile const file(path);
+  if (file.Size() > kLargestDocument)
+    throw ToolError(ExitCode::Unreadable, "has " + std::to_string(file.Size()) + " bytes, too many");
+  std::vector<unsigned char> const bytes = file.ReadAll();
+  return {bytes.begin(), bytes.end()};
+}
+catch (ToolError const& failure)
+{
+  throw ToolError(ExitCode::Unreadable, "details: " + Text::Printable(path) + " " + failure.what());
+}
+
+DetailsDocument DetailsDocument::FromText(std::string const& text)
+{
+  DetailsDocument document("the document", text);
+  document.Parse();
+  return document;
+}
+
+std::optional<DetailsDocument> DetailsDocument::Beside(InputFile const& signalFile)
+{
+  std::optional<std::string> const path = PathBeside(signalFile);
+  if (!path)
     return std::nullopt;
-  std::vector<unsigned char> bytes;
-  try
-  {
-    InputFile const file(*path);
-    if (file.Size() > kLargestDocument)
-      throw ToolError(ExitCode::Unreadable, "has " + std::to_string(file.Size()) + " bytes, too many");
-    bytes = file.ReadAll();
-  }
-  catch (ToolError const& failure)
-  {
-    throw ToolError(ExitCode::Unreadable, "details: " + Text::Printable(*path) + " " + failure.what());
-  }
-  DetailsDocument document(*path, std::string(bytes.begin(), bytes.end()));
+  DetailsDocument document(*path, ReadText(*path));
   document.Parse();
   return document;
 }

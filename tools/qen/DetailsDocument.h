@@ -22,6 +22,13 @@ public:
   /// has the name of a document itself.
   static std::optional<std::string> PathOf(std::string const& signalPath);
 
+  /// The name of the document beside a signal file that is there.
+  static std::optional<std::string> PathBeside(InputFile const& signalFile);
+  /// The text of a document.
+  static std::string ReadText(std::string const& path);
+
+  /// A document that is no file. Throws when it cannot be read.
+  static DetailsDocument FromText(std::string const& text);
   /// The document beside a signal file, when there is one. Throws when it cannot be read.
   static std::optional<DetailsDocument> Beside(InputFile const& signalFile);
   /// The same; throws too when it describes another signal. Fields of the header that a change of the signal would

@@ -45,10 +45,15 @@ Uuid JobOf(timesignal_bin_t const& header, std::optional<Uuid> const& job)
 std::optional<timesignal_bin_t> SignalFile::PeekHeader(InputFile const& file)
 {
   unsigned char bytes[kTimeSignalHeaderSize];
-  if (file.ReadAt(0, bytes) != kTimeSignalHeaderSize)
+  return HeaderOf({bytes, file.ReadAt(0, bytes)});
+}
+
+std::optional<timesignal_bin_t> SignalFile::HeaderOf(std::span<unsigned char const> record)
+{
+  if (record.size() < kTimeSignalHeaderSize)
     return std::nullopt;
   timesignal_bin_t header{};
-  std::memcpy(&header, bytes, kTimeSignalHeaderSize);
+  std::memcpy(&header, record.data(), kTimeSignalHeaderSize);
   return header;
 }
 

@@ -7,6 +7,7 @@
 #include "signalprocessing/io/file/TimeSignal.h"
 
 #include <optional>
+#include <span>
 
 /// Time signal files as the tool reads and writes them. Failures of reading are ToolError with the status Unreadable or
 /// the library's exceptions, failures of writing ToolError with the status Disk.
@@ -16,6 +17,8 @@ inline constexpr char kExtension[] = ".qts";
 
 /// The header alone, Samples null, whatever it says; nothing for a file that is shorter. Reads 120 bytes.
 std::optional<timesignal_bin_t> PeekHeader(InputFile const& file);
+/// The header at the start of a record, Samples null, whatever it says; nothing for a record that is shorter.
+std::optional<timesignal_bin_t> HeaderOf(std::span<unsigned char const> record);
 /// The header alone of what claims to be a time signal file, else throws. Reads 120 bytes.
 timesignal_bin_t ReadHeader(InputFile const& file);
 

@@ -85,6 +85,21 @@ std::string ReadText(std::string const& path)
   return {bytes.begin(), bytes.end()};
 }
 
+[[noreturn]] void RefuseDocument(std::string const& path, std::string const& why)
+{
+  throw ToolError(ExitCode::Unreadable, "details: " + Text::Printable(path) + " " + Text::Printable(why));
+}
+
+std::string ReadBeside(std::string const& path)
+try
+{
+  return ReadText(path);
+}
+catch (ToolError const& failure)
+{
+  RefuseDocument(path, failure.what());
+}
+
 std::vector<std::string> Compare(Tree const& actual, Tree const& expected, bool identityAlone)
 {
   std::vector<std::string> differences;
@@ -109,13 +124,10 @@ std::optional<std::string> TrendDocument::PathOf(std::string const& trendPath)
 
 std::optional<TrendDocument> TrendDocument::Of(InputFile const& trendFile, trend_header_t const& header)
 {
-  std::error_code error;
-  if (!trendFile.IsOnDisk() || fs::path(trendFile.Path()).extension() == DetailsDocument::kExtension)
+  std::optional<std::string> const path = DetailsDocument::PathBeside(trendFile);
+  if (!path)
     return std::nullopt;
-  std::optional<std::string> const path = PathOf(trendFile.Path());
-  if (!fs::exists(fs::symlink_status(*path, error)))
-    return std::nullopt;
-  TrendDocument document(*path);
+  TrendDocument const document(*path, ReadBeside(*path));
   std::vector<std::string> const differences = Compare(Tree(document.text_), Tree(MakeText(header)), true);
   if (!differences.empty())
     document.Refuse("belongs to another trend: " + differences.front());
@@ -148,26 +160,19 @@ void TrendDocument::RequireReplaceable(std::string const& path)
                   Text::Printable(path) + " exists and is not the details document of a trend: choose another name");
 }
 
-TrendDocument::TrendDocument(std::string const& path) : path_(path)
+TrendDocument TrendDocument::FromText(std::string const& text) { return {"the document", text}; }
+
+std::string TrendDocument::Make(trend_header_t const& header) { return MakeText(header); }
+
+TrendDocument::TrendDocument(std::string path, std::string text) : path_(std::move(path)), text_(std::move(text))
 {
-  try
-  {
-    text_ = ReadText(path);
-  }
-  catch (ToolError const& failure)
-  {
-    Refuse(failure.what());
-  }
   Tree const tree(text_);
   if (!tree.IsTrend())
     Refuse("is no details document of a trend");
   unit_ = tree.Value("HeaderInfo.vel:UnitString");
 }
 
-void TrendDocument::Refuse(std::string const& why) const
-{
-  throw ToolError(ExitCode::Unreadable, "details: " + Text::Printable(path_) + " " + Text::Printable(why));
-}
+void TrendDocument::Refuse(std::string const& why) const { RefuseDocument(path_, why); }
 
 std::vector<std::string> TrendDocument::Differences(trend_header_t const& header) const
 {

@@ -21,6 +21,10 @@ public:
   /// The document beside a trend file, when there is one. Throws when it belongs to another trend; counts and times,
   /// which an interrupted change leaves behind, may differ.
   static std::optional<TrendDocument> Of(InputFile const& trendFile, trend_header_t const& header);
+  /// A document that is no file.
+  static TrendDocument FromText(std::string const& text);
+  /// The text of a document that repeats a header; its unit is empty.
+  static std::string Make(trend_header_t const& header);
   /// Whether a file is the document of a trend with this UUID.
   static bool IsOf(std::string const& path, Uuid const& trend);
   /// Throws unless the path is free or holds the document of a trend: no other file gives way to one.
@@ -33,7 +37,7 @@ public:
   std::vector<std::string> Differences(trend_header_t const& header) const;
 
 private:
-  explicit TrendDocument(std::string const& path);
+  TrendDocument(std::string path, std::string text);
   [[noreturn]] void Refuse(std::string const& why) const;
 
   std::string path_;

@@ -15,22 +15,6 @@ namespace
 {
 constexpr unsigned long long kFirstSizeBeyondRecords = 1ULL << 32; // records count their bytes in 32 bits
 
-TrendDataDO MakeStored(std::vector<unsigned char> const& bytes, trend_header_t const& header, Uuid const& base,
-                       std::optional<TrendDocument> const& document)
-{
-  TrendDataDO stored;
-  stored.setData(bytes);
-  stored.setCurrentUuid(UuidEntryDO(0, SignalFile::ToUuid(header.TrendUuid), false));
-  stored.setCharacteristicValueConfig(UuidEntryDO(0, SignalFile::ToUuid(header.CharacteristicValueConfigUuid), false));
-  stored.setCharacteristicValueConfigBaseUuid(UuidEntryDO(0, base, false));
-  stored.setFirstTimeStamp(header.FirstTimeStamp);
-  stored.setLastTimeStamp(header.LastTimeStamp);
-  stored.setNumSamples(header.SampleCount);
-  if (document)
-    stored.setTrendDataDetails(document->Text());
-  return stored;
-}
-
 void RequireGood(TrendVerification const& verification)
 {
   if (!verification.IsGood())
@@ -70,7 +54,7 @@ TrendFile::Loaded TrendFile::Read(InputFile const& file, Uuid const& base)
   std::vector<unsigned char> const bytes = file.ReadAll();
   RequireGood(VerifyTrendRecord(bytes));
   std::optional<TrendDocument> const document = TrendDocument::Of(file, header);
-  TrendDataDO stored = MakeStored(bytes, header, base, document);
+  TrendDataDO stored = MakeObject(bytes, header, base, document ? document->Text() : std::string());
   Trend trend(stored);
   RequireGood(VerifyTrendEntries(header, trend));
   return {header, stored, std::move(trend), document ? document->Path() : std::string()};
@@ -78,7 +62,29 @@ TrendFile::Loaded TrendFile::Read(InputFile const& file, Uuid const& base)
 
 Trend TrendFile::Decode(InputFile const& file)
 {
-  return Trend(MakeStored(file.ReadAll(), ReadHeader(file), Uuid(), std::nullopt));
+  return Trend(MakeObject(file.ReadAll(), ReadHeader(file), Uuid(), std::string()));
+}
+
+TrendDataDO TrendFile::MakeObject(std::vector<unsigned char> record, trend_header_t const& header, Uuid const& base,
+                                  std::string const& details)
+{
+  TrendDataDO object;
+  object.setData(std::move(record));
+  object.setCurrentUuid(UuidEntryDO(0, SignalFile::ToUuid(header.TrendUuid), false));
+  object.setCharacteristicValueConfig(UuidEntryDO(0, SignalFile::ToUuid(header.CharacteristicValueConfigUuid), false));
+  object.setCharacteristicValueConfigBaseUuid(UuidEntryDO(0, base, false));
+  object.setFirstTimeStamp(header.FirstTimeStamp);
+  object.setLastTimeStamp(header.LastTimeStamp);
+  object.setNumSamples(header.SampleCount);
+  object.setTrendDataDetails(details);
+  return object;
+}
+
+Trend TrendFile::Decode(TrendDataDO const& object)
+{
+  TrendDataDO withoutDetails = object;
+  withoutDetails.setTrendDataDetails({});
+  return Trend(withoutDetails);
 }
 
 unsigned long long TrendFile::UncompressedSize(trend_header_t const& header)

@@ -36,6 +36,13 @@ Loaded Read(InputFile const& file, Uuid const& base);
 
 /// The trend of a file whose record is known to be good, without its unit.
 Trend Decode(InputFile const& file);
+/// The same of a database object.
+Trend Decode(TrendDataDO const& object);
+
+/// The database object of a record, open: columns from the header.
+/// @param details  the text of its document
+TrendDataDO MakeObject(std::vector<unsigned char> record, trend_header_t const& header, Uuid const& base,
+                       std::string const& details);
 
 /// Bytes of the entries when they are not compressed.
 unsigned long long UncompressedSize(trend_header_t const& header);

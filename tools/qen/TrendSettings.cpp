@@ -108,8 +108,13 @@ DeviceDO TrendSettings::FromText(std::string const& text)
 DeviceDO TrendSettings::FromFile(InputFile const& file)
 {
   std::vector<unsigned char> const bytes = file.ReadAll();
+  return FromDetails({bytes.begin(), bytes.end()});
+}
+
+DeviceDO TrendSettings::FromDetails(std::string const& details)
+{
   DeviceDO device;
-  device.setDeviceDetails(std::string(bytes.begin(), bytes.end()));
+  device.setDeviceDetails(details);
   Options options;
   Option* const root = options.parse(device.getDeviceDetails());
   if (root == nullptr)

@@ -28,6 +28,9 @@ DeviceDO FromText(std::string const& text);
 /// From a document of device details, which must hold trend cleanup settings. Throws ToolError, Unreadable.
 DeviceDO FromFile(InputFile const& file);
 
+/// The same from its text.
+DeviceDO FromDetails(std::string const& details);
+
 /// Counts by age class; 0 keeps everything.
 std::array<unsigned int, AgeClass::kCount> Counts(TrendShrinker const& shrinker);
 /// Throws std::invalid_argument for counts that leave slots without length, which would drop every entry.

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 namespace
 {
@@ -169,19 +170,53 @@ void CheckHeader(timesignal_bin_t const& header, Verification& verification)
   CheckIdentifiers(header, verification);
   CheckNumbers(header, verification);
 }
-} // namespace
 
-Verification VerifyHeader(InputFile const& file)
+/// @param header  nothing when there are not even so many bytes
+Verification VerifyHeader(std::optional<timesignal_bin_t> const& header, unsigned long long size)
 {
   Verification verification;
-  verification.fileSize = file.Size();
-  verification.header = SignalFile::PeekHeader(file);
-  if (verification.header)
-    CheckHeader(*verification.header, verification);
+  verification.fileSize = size;
+  verification.header = header;
+  if (header)
+    CheckHeader(*header, verification);
   else
-    Damage(verification, "size", std::to_string(file.Size()) + " bytes in the file, the header alone takes 120");
+    Damage(verification, "size", std::to_string(size) + " bytes in the file, the header alone takes 120");
   return verification;
 }
+
+Verification VerifyRecord(timesignal_bin_t const& header, std::span<unsigned char const> stored)
+{
+  Verification verification = VerifyHeader(header, kTimeSignalHeaderSize + stored.size());
+  SampleCheck check(*verification.header);
+  if (!stored.empty())
+    check.Feed(stored);
+  check.Finish(verification);
+  return verification;
+}
+
+/// Runs a check of a document; one that cannot be read is damage.
+std::optional<DetailsDocument> GuardedDetails(Verification& verification,
+                                              std::function<std::optional<DetailsDocument>()> const& read)
+{
+  if (!verification.header)
+    return std::nullopt;
+  try
+  {
+    std::optional<DetailsDocument> document = read();
+    if (document)
+      for (std::string const& difference : document->Differences(*verification.header))
+        Damage(verification, "details", difference);
+    return document;
+  }
+  catch (ToolError const& error)
+  {
+    verification.damage.push_back(UnreadableDetails(error));
+    return std::nullopt;
+  }
+}
+} // namespace
+
+Verification VerifyHeader(InputFile const& file) { return VerifyHeader(SignalFile::PeekHeader(file), file.Size()); }
 
 Verification Verify(InputFile const& file)
 {
@@ -196,40 +231,34 @@ Verification Verify(InputFile const& file)
   return verification;
 }
 
+Verification Verify(std::span<unsigned char const> record)
+{
+  std::optional<timesignal_bin_t> const header = SignalFile::HeaderOf(record);
+  return header ? VerifyRecord(*header, record.subspan(kTimeSignalHeaderSize)) : VerifyHeader(header, record.size());
+}
+
 Verification Verify(TimeSignal const& signal)
 {
-  Verification verification;
-  std::span<unsigned char const> const stored = signal.GetStoredSamples();
-  verification.fileSize = kTimeSignalHeaderSize + stored.size();
-  verification.header = *signal.GetHeader();
-  verification.header->Samples = nullptr;
-  CheckHeader(*verification.header, verification);
-  SampleCheck check(*verification.header);
-  if (!stored.empty())
-    check.Feed(stored);
-  check.Finish(verification);
-  return verification;
+  timesignal_bin_t header = *signal.GetHeader();
+  header.Samples = nullptr;
+  return VerifyRecord(header, signal.GetStoredSamples());
+}
+
+Verification::Finding UnreadableDetails(ToolError const& error)
+{
+  constexpr std::string_view kPart = "details: "; // stands in front of every finding of this part
+  std::string_view text = error.what();
+  if (text.starts_with(kPart))
+    text.remove_prefix(kPart.size());
+  return {"details", std::string(text)};
 }
 
 std::optional<DetailsDocument> VerifyDetails(InputFile const& file, Verification& verification)
 {
-  if (!verification.header)
-    return std::nullopt;
-  try
-  {
-    std::optional<DetailsDocument> document = DetailsDocument::Beside(file);
-    if (document)
-      for (std::string const& difference : document->Differences(*verification.header))
-        Damage(verification, "details", difference);
-    return document;
-  }
-  catch (ToolError const& error)
-  {
-    constexpr std::string_view kPart = "details: "; // stands in front of every finding of this part
-    std::string_view text = error.what();
-    if (text.starts_with(kPart))
-      text.remove_prefix(kPart.size());
-    Damage(verification, "details", std::string(text));
-    return std::nullopt;
-  }
+  return GuardedDetails(verification, [&] { return DetailsDocument::Beside(file); });
+}
+
+void VerifyDetails(std::string const& document, Verification& verification)
+{
+  GuardedDetails(verification, [&] { return DetailsDocument::FromText(document); });
 }

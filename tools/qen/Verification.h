@@ -1,11 +1,13 @@
 #pragma once
 
 #include "DetailsDocument.h"
+#include "ExitCode.h"
 #include "InputFile.h"
 
 #include "signalprocessing/io/file/TimeSignal.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,8 +34,14 @@ struct Verification
 Verification Verify(InputFile const& file);
 /// The part of it that the header alone tells.
 Verification VerifyHeader(InputFile const& file);
-/// The same checks as of a file, on a signal that came from elsewhere.
+/// The same checks as of a file, on a record in memory.
+Verification Verify(std::span<unsigned char const> record);
+/// The same on a signal that came from elsewhere.
 Verification Verify(TimeSignal const& signal);
 /// Adds what is wrong with the details document beside a file: it must be readable and repeat the header.
 /// @return the document, when there is one that can be read
 std::optional<DetailsDocument> VerifyDetails(InputFile const& file, Verification& verification);
+/// The same for a document that is no file.
+void VerifyDetails(std::string const& document, Verification& verification);
+/// What a document that cannot be read is.
+Verification::Finding UnreadableDetails(ToolError const& error);
