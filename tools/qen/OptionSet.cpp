@@ -85,6 +85,12 @@ OptionSet::Option OptionSet::AddArguments(std::string const& name, std::vector<s
   return Option(*app_.add_option(name, values, help)->type_name("")->expected(count));
 }
 
+OptionSet::Option OptionSet::AddArgumentChoice(std::string const& name, std::vector<std::string> const& choices,
+                                               std::string& value, std::string const& help)
+{
+  return Option(*app_.add_option(name, value, help)->check(CLI::IsMember(choices).description(""))->type_name(""));
+}
+
 OptionSet::Option OptionSet::AddFlag(std::string const& name, bool& value, std::string const& help)
 {
   return Option(*app_.add_flag(name, value, help));

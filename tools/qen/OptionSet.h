@@ -46,6 +46,10 @@ public:
   /// Exactly so many.
   Option AddArguments(std::string const& name, std::vector<std::string>& values, int count, std::string const& help);
 
+  /// One of these words.
+  Option AddArgumentChoice(std::string const& name, std::vector<std::string> const& choices, std::string& value,
+                           std::string const& help);
+
   Option AddFlag(std::string const& name, bool& value, std::string const& help);
   /// --json
   Option AddJson(bool& value, std::string const& help);

@@ -242,9 +242,14 @@ void TrendCsvReader::AddOptions(OptionSet& options)
                                    "the same for AuxFloat3"};
   for (std::size_t column = 0; column < kColumns; ++column)
     options.AddText(kOptions[column], "COLUMN", columns_[column], kHelp[column]);
-  times_.AddOptions(options);
   options.AddRead("--default-status", "N", "of rows without one, 0 to 255 [0]",
                   [this](std::string const& text) { defaultStatus_ = ReadStatus(text); });
+  AddRowOptions(options);
+}
+
+void TrendCsvReader::AddRowOptions(OptionSet& options)
+{
+  times_.AddOptions(options);
   options.AddFlag("--skip-bad", skipBad_, "leave out rows that cannot be read, and count them");
 }
 

@@ -20,6 +20,8 @@ class TrendCsvReader
 public:
   /// Adds the options that say which column is what.
   void AddOptions(OptionSet& options);
+  /// Adds only those that say how rows are read.
+  void AddRowOptions(OptionSet& options);
 
   struct Result
   {

@@ -1,4 +1,5 @@
 #include "Command.h"
+#include "DeviceSettings.h"
 #include "Duration.h"
 #include "InputFiles.h"
 #include "Json.h"
@@ -48,10 +49,7 @@ public:
   void Define(OptionSet& options) override
   {
     options.AddArguments("FILE", arguments_, "trend files of one characteristic value").Required();
-    options.AddRead("--settings", "TEXT", "how many entries remain: 1h:60/h,1d:24/d,7d:4/d,28d:1/d",
-                    [this](std::string const& text) { device_ = TrendSettings::FromText(text); });
-    options.AddText("--device", "FILE", deviceFile_, "the same from the device's details, an XML file")
-        .Excludes("--settings");
+    settings_.AddOptions(options, "--device");
     options.AddTime("--now", now_, "the time from which ages count [the present]");
     options.AddCount("--max-size", maxSize_, "most entries of one new trend [100000]");
     options.AddCount("--max-days", maxDays_, "handed to the thinning; never shortens below --max-size [366]");
@@ -73,7 +71,8 @@ public:
         return ExitCode::Good;
       inputs = InputFiles::Expand(arguments_, kExtensions); // some may have been taken back
     }
-    TrendShrinker shrinker = MakeShrinker();
+    TrendShrinker shrinker = settings_.MakeShrinker(static_cast<unsigned int>(maxSize_.value_or(kDefaultMaxSize)),
+                                                    static_cast<unsigned int>(maxDays_.value_or(kDefaultMaxDays)));
     std::vector<long long> const pins = ReadPins();
     TrendFamily family(base_.value_or(Uuid()));
     ExitCode const code = ReadAll(inputs, family, report);
@@ -97,7 +96,7 @@ public:
 private:
   void RequireOptions() const
   {
-    if (!device_ && deviceFile_.empty())
+    if (!settings_.IsGiven())
       throw ToolError(ExitCode::Usage, "shrink needs --settings or --device");
     if (maxSize_ == 0ULL)
       throw ToolError(ExitCode::Usage, "--max-size 0 leaves no room for entries");
@@ -147,24 +146,6 @@ private:
       report.Data(JsonText::Line(object));
     report.Say("qen: a run that ended early was finished; nothing else was done");
     return true;
-  }
-
-  TrendShrinker MakeShrinker() const
-  {
-    try
-    {
-      DeviceDO const device = device_ ? *device_ : TrendSettings::FromFile(InputFile(deviceFile_));
-      TrendShrinker const shrinker(device, static_cast<unsigned int>(maxSize_.value_or(kDefaultMaxSize)),
-                                   static_cast<unsigned int>(maxDays_.value_or(kDefaultMaxDays)));
-      TrendSettings::RequireUsable(shrinker);
-      return shrinker;
-    }
-    catch (std::exception const& error)
-    {
-      if (device_)
-        throw ToolError(ExitCode::Usage, "--settings: " + std::string(error.what()));
-      throw ToolError(ExitCode::Unreadable, Text::Printable(deviceFile_) + ": " + Text::Printable(error.what()));
-    }
   }
 
   std::vector<long long> ReadPins() const
@@ -275,8 +256,7 @@ private:
   }
 
   std::vector<std::string> arguments_;
-  std::optional<DeviceDO> device_;
-  std::string deviceFile_;
+  DeviceSettings settings_;
   std::optional<long long> now_;
   std::optional<unsigned long long> maxSize_, maxDays_;
   std::optional<Uuid> base_;
