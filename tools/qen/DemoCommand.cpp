@@ -31,7 +31,7 @@ constexpr char kDetails[] =
     "of a bearing's faulty outer race at 107.82 Hz with 1 % random slip, which ring a resonance at 3.5 kHz,\n"
     "and noise; 16 bits, 0.001 g a count; with a trigger, a validator and a characteristic value. The same\n"
     "seed gives the same samples everywhere. Then it records eight weeks of the machine's RMS value in trend\n"
-    "files, thins them by age and shows how many entries of each age remain.\n\n"
+    "files, thins them by age and shows how many entries of each age remain; and the same in a store.\n\n"
     "Examples:\n"
     "  qen demo\n"
     "  qen demo pump.wav run.csv --rate 25600\n"
@@ -49,7 +49,7 @@ public:
     options.AddCount("--seed", seed_, "of the simulated machine [1984]");
     options.AddText("--keep", "DIR", keep_, "leave the files in this folder");
     options.AddFlag("--force", force_, "replace files that exist there");
-    options.AddJson(json_, "print JSON Lines (qen.demo/1, qen.demo-trend/1)");
+    options.AddJson(json_, "print JSON Lines (qen.demo/1, qen.demo-trend/1, qen.demo-store/1)");
   }
 
   ExitCode Run(Report& report) override

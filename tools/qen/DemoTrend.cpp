@@ -1,5 +1,6 @@
 #include "DemoTrend.h"
 
+#include "DemoStore.h"
 #include "Duration.h"
 #include "ExitCode.h"
 #include "MachineModel.h"
@@ -43,7 +44,8 @@ bool DemoTrend::Show(bool json, Report& report) const
   TrendFamily family{Uuid()};
   for (int week = 1; week <= kWeeks; ++week)
     ReadBack(PathOfWeek(folder_, week), [&] { family.Add(PathOfWeek(folder_, week)); });
-  TrendShrinker shrinker(TrendSettings::FromText(kSettings), kMostEntries, 0);
+  DeviceDO const settings = TrendSettings::FromText(kSettings);
+  TrendShrinker shrinker(settings, kMostEntries, 0);
   ShrinkPlan const plan(family, shrinker, kEnd, {}); // proves that entries stay as they are
   bool const proved = IsWrittenAndRead(folder_ + "/trend-thinned" + TrendFile::kExtension, plan);
   if (json)
@@ -52,14 +54,14 @@ bool DemoTrend::Show(bool json, Report& report) const
     object["classes"] = DescribeAges(plan, shrinker);
     object["proved"] = proved;
     report.Data(JsonText::Line(object));
-    return proved;
+    return DemoStore(folder_, existing_).Show(family, settings, kEnd, plan, json, report) && proved;
   }
   report.Data("trend of its vibration: " + Text::Counted(plan.AllEntries().before, "entry", "entries") + " in " +
               Text::Counted(kWeeks, "week") + ", thinned by age with " + kSettings);
   PrintAges(plan, shrinker, report);
   report.Data(proved ? "proved: every entry that remains is as it was recorded, and all of the last hour remain"
                      : "NOT PROVED: the thinned trend did not come back from its file");
-  return proved;
+  return DemoStore(folder_, existing_).Show(family, settings, kEnd, plan, json, report) && proved;
 }
 
 void DemoTrend::Record() const

@@ -7,7 +7,8 @@
 
 class ShrinkPlan;
 
-/// The demonstration of trends: eight weeks of the simulated machine's vibration, recorded and thinned.
+/// The demonstration of trends: eight weeks of the simulated machine's vibration, recorded and thinned, in files and in
+/// a store.
 class DemoTrend
 {
 public:

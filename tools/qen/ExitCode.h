@@ -11,7 +11,7 @@ enum class ExitCode : int
   Usage = 2,      ///< the command line makes no sense
   Unreadable = 3, ///< no input could be used
   PartlyDone = 4, ///< some inputs were done, others were not
-  Disk = 5        ///< a result could not be written
+  Disk = 5        ///< a result could not be written, or a database failed
 };
 
 /// A failure with the exit status that it leads to. The text is one line; the input's name is left out.

@@ -2,7 +2,7 @@
 
 #include "Text.h"
 
-#include "platform/VelmoraException.h"
+#include "store/DatabaseException.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -52,6 +52,11 @@ ExitCode RunGuarded(Report& report, std::string const& file, std::function<ExitC
   {
     report.Error(file, where + error.what());
     return error.Code();
+  }
+  catch (DatabaseException const& error)
+  {
+    report.Error(file, where + error.what());
+    return ExitCode::Disk;
   }
   catch (std::bad_alloc const&)
   {

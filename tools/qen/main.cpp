@@ -2,6 +2,8 @@
 #include "Report.h"
 #include "Text.h"
 
+#include "store/DatabaseException.h"
+
 #include <CLI/CLI.hpp>
 
 #include <csignal>
@@ -15,13 +17,14 @@ namespace
 constexpr char kIntroduction[] =
     "Time signal files (.qts): measured machine vibration, one signal a file, exact and checksummed.\n"
     "Makes them from WAV and CSV recordings, shows, checks and converts them, adds units and other details,\n"
-    "keeps many in one archive, and gives recordings back. Makes, shows and thins trends (.qtr).\n";
+    "keeps many in one archive, and gives recordings back. Makes, shows and thins trends (.qtr).\n"
+    "Keeps everything of a device in a database.\n";
 constexpr char kClosing[] =
     "NAME.qts has its details document NAME.xml beside it: unit, validators, trigger, characteristic values.\n"
     "Data goes to standard output, messages to standard error. FILE may be a directory, which stands for\n"
     "all files below it, and - is standard input or output.\n"
     "Exit status: 0 good, 1 damage or a difference found, 2 wrong usage, 3 unreadable input,\n"
-    "4 some inputs done and some not, 5 a result cannot be written.\n\n"
+    "4 some inputs done and some not, 5 a result cannot be written or a database failed.\n\n"
     "qen COMMAND --help explains a command with examples. Start with: qen demo";
 
 /// Help that names each option's value and nothing more.
@@ -158,6 +161,11 @@ ExitCode RunGuarded(int argc, char const* const* argv, Report& report)
   {
     report.Error(error.what());
     return error.Code();
+  }
+  catch (DatabaseException const& error)
+  {
+    report.Error(Text::Printable(error.what()));
+    return ExitCode::Disk;
   }
   catch (std::exception const& error)
   {

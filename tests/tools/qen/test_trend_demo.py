@@ -1,4 +1,6 @@
 import math
+import os
+import sqlite3
 
 from machine_model import DAMPING, HARMONICS, OUTER_RACE, RESONANCE, random_numbers
 from support import ToolTest
@@ -34,11 +36,33 @@ class TrendDemo(ToolTest):
             self.assertEqual(3 if fields[1] >= 0.5 else 2 if fields[1] >= 0.35 else 1, fields[5])
         thinned = parse_trend(self.read("kept/trend-thinned.qtr"))["entries"]
         self.assertEqual(thin([(0.35, entries)], (6, 24, 4, 1), END)[0][1], thinned)
-        shown = result.objects()[-1]
+        shown, stored = result.objects()[-2:]
         self.assertEqual(("qen.demo-trend/1", True), (shown["schema"], shown["proved"]))
         self.assertEqual((COUNT, len(thinned)), tuple(sum(c["entries_" + w] for c in shown["classes"]) for w in ("before", "after")))
+        # The store has been thinned to the same entries.
+        connection = sqlite3.connect(self.path("kept/machine.db").decode())
+        rows = connection.execute("SELECT closed, details, data FROM trend").fetchall()
+        connection.close()
+        kept = sorted((e for _, _, data in rows for e in parse_trend(data)["entries"]), key=time_of)
+        self.assertEqual(thinned, kept)
+        self.assertEqual({1}, {closed for closed, _, _ in rows})
+        self.assertTrue(all(details == trend_document(data, "g") for _, details, data in rows))
+        self.assertEqual({"schema": "qen.demo-store/1", "entries_before": COUNT, "entries_after": len(thinned),
+                          "bytes_before": sum(len(self.read("kept/trend-%d.%s" % (w, e))) for w in range(1, 9) for e in ("qtr", "xml")),
+                          "bytes_after": sum(len(details) + len(data) for _, details, data in rows), "proved": True, "problem": None}, stored)
 
     def test_the_last_hour_remains_whole(self):
         lines = self.run_tool("demo").lines()
         self.assertIn("  up to 1 hour     all                      11         11          352          352", lines)
-        self.assertEqual("proved: every entry that remains is as it was recorded, and all of the last hour remain", lines[-1])
+        self.assertEqual("proved: every entry that remains is as it was recorded, and all of the last hour remain", lines[-3])
+        self.assertRegex(lines[-2], "^the same weeks in a store, thinned by one run: 16128 entries in [0-9]+ bytes before, [0-9]+ in [0-9]+ after$")
+        self.assertEqual("proved: the store keeps the same entries, and all of its rows and checksums are good", lines[-1])
+
+    def test_a_store_that_exists_is_not_replaced_without_force(self):
+        self.run_tool("demo", "--keep", "kept", "-q")
+        for name in self.names("kept"):
+            if name != "machine.db":
+                os.remove(self.path("kept/" + name))
+        result = self.run_tool("demo", "--keep", "kept", code=5)
+        self.assertEqual("qen: kept/machine.db not written: the file exists, --force replaces it\n", result.err)
+        self.run_tool("demo", "--keep", "kept", "--force")
