@@ -578,6 +578,42 @@ TEST(RetentionFailure, ValueThatFailsLetsTheOthersThrough)
   EXPECT_EQ(store.Rows().size(), 5U);
 }
 
+TEST(RetentionFailure, TroubleBehindTheFirstWritesRollsThemBack)
+{
+  RetentionStore store({40, 366, 1, 2, 2, 2});
+  int day = 0;
+  auto const liveADay = [&]
+  {
+    store.Put(EntriesEvery(kHour, kStoreStart + day * kDay, kStoreStart + (day + 1) * kDay, 1, 24 * day));
+    ++day;
+  };
+  // With the next day the 32nd small trend is behind the oldest class, and all of them are joined.
+  while (day < 59)
+  {
+    liveADay();
+    ASSERT_EQ(store.Run(kStoreStart + day * kDay).error, "");
+  }
+  RetentionLedger ledger(store.database, store.device, store.value);
+  RetentionLedger::State const state = *ledger.Look();
+  std::optional<TrendDataDO> damaged;
+  for (TrendSummary const& summary : store.database.ListTrends(store.device))
+    damaged = store.database.FindTrend(store.device, summary.trend); // the last one is the oldest
+  damaged->setData(Bytes(damaged->getData().begin(), damaged->getData().begin() + 95));
+  store.database.PutTrend(store.device, *damaged);
+  {
+    // Damage does not pass through PutTrend, which would have the trend thinned again.
+    DeviceDatabase::Transaction transaction(store.database);
+    ledger.Take();
+    ledger.Write(state);
+    transaction.Commit();
+  }
+  liveADay();
+  expectRefusal(store, kStoreStart + day * kDay, "Trend header incomplete: actual 95 bytes, expected 96 bytes!");
+  RetentionLedger::State const after = *ledger.Look();
+  EXPECT_EQ(after.compactedUntil, state.compactedUntil);
+  EXPECT_EQ(after.ageClasses[0].until, state.ageClasses[0].until);
+}
+
 TEST(RetentionFailure, RemovedTroubleLetsTheNextRunThrough)
 {
   RetentionStore store(kOne);
