@@ -19,7 +19,9 @@
 //
 // What is pinned. Entries that were recorded together with a stored characteristic value or that a bookmark names; and,
 // when asked for, the smallest and the largest value of each period. Values that no entry was recorded with are left
-// out: to the shrinker one between two entries would hide the next one.
+// out: to the shrinker one between two entries would hide the next one. Of several entries with one time stamp only the
+// first is pinned; thinning orders them by status, so that after a second thinning, by an older class or for a late
+// trend, it may be another one of them.
 //
 // What is checked. Before a value is committed, ThinningCheck finds out by other means that nothing is there that was
 // not there before, and that nothing young, pinned or last of its status in a slot has gone.

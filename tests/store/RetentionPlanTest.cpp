@@ -136,6 +136,14 @@ TEST(RetentionPlan, ChangedCountStartsItsClassAnew)
   EXPECT_EQ(RetentionPlan(basis, afterDay40()).stretches, Stretches{days(kNever, at(12), 1)});
 }
 
+TEST(RetentionPlan, ChangedCountLeavesToOlderClassesWhatTheyHadBeforeTheClockWasSetBack)
+{
+  // At day 20 a week ends at day 13, of which the oldest class has had all before day 12.
+  RetentionPlan::Basis basis = basisAt(at(20));
+  basis.counts = {6, 8, 24, 3};
+  EXPECT_EQ(RetentionPlan(basis, afterDay40()).stretches, Stretches{days(at(12), at(13), 8)});
+}
+
 TEST(RetentionPlan, SwitchedOffClassThinsNothingMore)
 {
   RetentionPlan::Basis basis = basisAt(at(41));
