@@ -39,7 +39,7 @@ private:
   {
     std::string text = std::to_string(number);
     for (std::size_t at = text.size(); at > 3; at -= 3)
-      text.insert(at - 3, ",");
+      text.insert(at - 3, 1, ',');
     return text;
   }
 

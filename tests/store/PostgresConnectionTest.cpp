@@ -9,6 +9,8 @@
 #include "support/StoredObjects.h"
 
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace
 {
@@ -284,6 +286,22 @@ TEST_F(PostgresSessions, UnknownUserIsNamedByTheServer)
     EXPECT_EQ(message.rfind("open postgresql: ", 0), 0u) << message;
     EXPECT_NE(message.find("role \"nobody\" does not exist"), std::string::npos) << message;
   }
+}
+
+TEST(PostgresUrl, ServerThatDoesNotAnswerIsGivenUp)
+{
+  TemporaryDirectory const folder;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::string const path = folder.Path(".s.PGSQL.5432");
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  path.copy(address.sun_path, path.size());
+  int const deaf = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(deaf, reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(deaf, 5), 0);
+  // libpq waits for two seconds at least.
+  expectClosedMouthed("postgresql://user:sEcret@/base?host=" + folder.Path(), "sEcret");
+  close(deaf);
 }
 
 TEST(PostgresUrl, UrlThatCannotBeReadIsRefused)
