@@ -180,7 +180,8 @@ TEST_F(PostgresSessions, MoreThanAServerTakesIsRefusedBeforeItIsSent)
   ExpectThrow<DatabaseException>([&] { connection.Query(statement, parameters); },
                                  "measure: more than a server takes at once", kFile);
   munmap(room, kGigabyte);
-  SqlParameter const few[] = {std::string("1234")};
+  std::string const text = "1234";
+  SqlParameter const few[] = {text};
   auto const rows = connection.Query(statement, few);
   ASSERT_TRUE(rows->Next());
   EXPECT_EQ(rows->Integer(0), 4);

@@ -12,6 +12,8 @@
 
 namespace
 {
+std::string const kNothing;
+
 class SqlConnections : public StoreTest
 {
 protected:
@@ -78,7 +80,7 @@ TEST_P(SqlConnections, ChangedRowsAreCounted)
 {
   for (long long number : {1LL, 2LL, 3LL})
   {
-    SqlParameter const parameters[] = {number, std::string(), 0.0};
+    SqlParameter const parameters[] = {number, kNothing, 0.0};
     connection_->Execute(kInsert, parameters);
   }
   static SqlText const remove{"remove probe", "DELETE FROM probe WHERE number > $1"};
@@ -163,8 +165,8 @@ TEST_P(SqlConnections, ErrorsNameTheStatementAndWhatTheEngineSays)
 TEST_P(SqlConnections, StatementRunsAgainAfterItFailed)
 {
   connection_->RunScript("make index", "CREATE UNIQUE INDEX probe_number ON probe (number)");
-  SqlParameter const one[] = {1LL, std::string(), 0.0};
-  SqlParameter const two[] = {2LL, std::string(), 0.0};
+  SqlParameter const one[] = {1LL, kNothing, 0.0};
+  SqlParameter const two[] = {2LL, kNothing, 0.0};
   connection_->Execute(kInsert, one);
   ExpectThrow<DatabaseException>([&] { connection_->Execute(kInsert, one); },
                                  "insert probe: " +
