@@ -31,7 +31,7 @@ constexpr char kDetails[] =
     "Objects are known by the UUID of the measurement or the trend: one that is there already is replaced;\n"
     "the same file again changes nothing. Everything is checked first; what is damaged is refused, unless\n"
     "--keep-damaged stores it as it is. Trends are closed, which lets them be thinned, unless --open says\n"
-    "that they still grow.\n"
+    "that they still grow; one that was thinned since comes back, and is thinned again by the next run.\n"
     "--values stores characteristic values from a table, columns time and value, --bookmark a time whose\n"
     "trend entries are kept in preference. A store that does not exist is made, and so is the device.\n"
     "Every few hundred files are one transaction; after a run that was cut off give the same command again.\n\n"

@@ -102,6 +102,21 @@ void Add(RetentionResult::Amount& all, RetentionResult::Amount const& more)
   all.bytes += more.bytes;
 }
 
+/// What a run would do. As in a run, a value that fails does not stop the others.
+RetentionResult Plan(DeviceDatabase& database, Uuid const& device, Uuid const& value, RetentionSettings const& settings)
+try
+{
+  return RetentionSimulation(database, device, value).Run(settings);
+}
+catch (std::exception const& error)
+{
+  RetentionResult failed;
+  failed.device = device;
+  failed.value = value;
+  failed.error = error.what();
+  return failed;
+}
+
 class DbRetain : public Command
 {
 public:
@@ -155,7 +170,7 @@ private:
         return RetentionRun(*database, settings)
             .ThinDevice(device, [&](RetentionResult const& result) { results.push_back(result); });
       for (Uuid const& value : database->ListTrendValues(device))
-        results.push_back(RetentionSimulation(*database, device, value).Run(settings));
+        results.push_back(Plan(*database, device, value, settings));
     };
   }
 

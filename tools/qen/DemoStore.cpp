@@ -71,7 +71,7 @@ std::string FindProblem(DeviceDatabase& database, ShrinkPlan const& plan)
 } // namespace
 
 DemoStore::DemoStore(std::string const& folder, OutputFile::Existing existing)
-  : path_(folder + "/machine.db"), existing_(existing)
+  : path_(folder + "/store.db"), existing_(existing)
 {
 }
 

@@ -10,7 +10,7 @@
 class DemoStore
 {
 public:
-  /// @param folder  takes the store, machine.db
+  /// @param folder  takes the store, store.db
   DemoStore(std::string const& folder, OutputFile::Existing existing);
 
   /// Stores the trends, thins them and checks every row.

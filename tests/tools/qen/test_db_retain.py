@@ -95,6 +95,20 @@ class Retain(RetainTest):
         self.assertEqual(self.thinned(), self.entries())
         self.assertEqual([(data[:-9],)], self.rows("SELECT data FROM trend WHERE value_uuid = ?", bad.bytes))
 
+    def test_a_plan_for_a_value_that_cannot_be_read_is_reported_and_the_others_are_planned(self):
+        self.put_weeks()
+        bad = number_of(500)
+        self.write_trend("bad", self.all[:600], trend=number_of(501), config=bad)
+        self.run_tool("db", "put", "bad.qtr")
+        self.change("UPDATE trend SET data = 'text' WHERE value_uuid = ?", bad.bytes)
+        for arguments in ((), ("--apply",)):
+            done = self.run_tool("db", "retain", "--now", str(NOW), "--json", *arguments, code=4)
+            good, failed, _ = done.objects()
+            self.assertEqual("qen: device %s, value %s: find trend: column 14 holds a value of a wrong kind" % (DEVICE, bad),
+                             done.err.splitlines()[0])
+            self.assertEqual((None, "find trend: column 14 holds a value of a wrong kind"), (good["error"], failed["error"]))
+            self.assertGreater(good["entries_before"], good["entries_after"])
+
     def test_several_devices_at_a_time_and_one_alone(self):
         self.put_weeks()
         self.init("--settings", SETTINGS, device=OTHER_DEVICE)

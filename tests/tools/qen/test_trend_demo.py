@@ -40,7 +40,7 @@ class TrendDemo(ToolTest):
         self.assertEqual(("qen.demo-trend/1", True), (shown["schema"], shown["proved"]))
         self.assertEqual((COUNT, len(thinned)), tuple(sum(c["entries_" + w] for c in shown["classes"]) for w in ("before", "after")))
         # The store has been thinned to the same entries.
-        connection = sqlite3.connect(self.path("kept/machine.db").decode())
+        connection = sqlite3.connect(self.path("kept/store.db").decode())
         rows = connection.execute("SELECT closed, details, data FROM trend").fetchall()
         connection.close()
         kept = sorted((e for _, _, data in rows for e in parse_trend(data)["entries"]), key=time_of)
@@ -61,8 +61,8 @@ class TrendDemo(ToolTest):
     def test_a_store_that_exists_is_not_replaced_without_force(self):
         self.run_tool("demo", "--keep", "kept", "-q")
         for name in self.names("kept"):
-            if name != "machine.db":
+            if name != "store.db":
                 os.remove(self.path("kept/" + name))
         result = self.run_tool("demo", "--keep", "kept", code=5)
-        self.assertEqual("qen: kept/machine.db not written: the file exists, --force replaces it\n", result.err)
+        self.assertEqual("qen: kept/store.db not written: the file exists, --force replaces it\n", result.err)
         self.run_tool("demo", "--keep", "kept", "--force")
