@@ -286,6 +286,20 @@ TEST_P(StoreSearch, BookmarksAreFoundByTimeWithBothBorders)
   EXPECT_EQ(database.ListBookmarks(kDevice, kValue, {20, 30}), (Times{20, 30}));
 }
 
+TEST_P(StoreSearch, ConfigurationsWithValuesOrBookmarksAreListedOnceInOrder)
+{
+  DeviceDatabase database = Open();
+  EXPECT_EQ(database.ListStoredValues(kDevice), std::vector<Uuid>{});
+  database.PutBookmark(kDevice, NumberedUuid(0xc3), 20);
+  database.PutBookmark(kDevice, NumberedUuid(0xc2), 20);
+  database.PutCharacteristicValue(kDevice, NumberedUuid(0xc2), 1, AtTime(1));
+  database.PutCharacteristicValue(kDevice, kValue, 1, AtTime(1));
+  database.PutCharacteristicValue(kDevice, kValue, 1, AtTime(2));
+  database.PutBookmark(kOther, NumberedUuid(0xc4), 20);
+  database.PutTrend(kDevice, MakeTrend(NumberedUuid(1), NumberedUuid(0xc5), true, 1, 2, 5));
+  EXPECT_EQ(database.ListStoredValues(kDevice), (std::vector<Uuid>{kValue, NumberedUuid(0xc2), NumberedUuid(0xc3)}));
+}
+
 TEST_P(StoreSearch, StatisticsCountWhatADeviceTakesUp)
 {
   DeviceDatabase database = Open();

@@ -38,12 +38,7 @@ public:
     report_ = &report;
     Guarded("", "engine", "", [&] { return FindEngineDamage(*database); });
     std::vector<Uuid> devices;
-    Guarded("", "devices", "",
-            [&]
-            {
-              devices = store_.KnownDevices(*database);
-              return Findings();
-            });
+    GuardedRead("", "devices", [&] { devices = store_.KnownDevices(*database); });
     for (Uuid const& device : devices)
       CheckDevice(*database, device);
     if (json_)
@@ -73,18 +68,8 @@ private:
     CheckRow(device, "device", device, [&] { return Damage(database.FindDevice(device)); });
     std::vector<MeasurementSummary> measurements;
     std::vector<TrendSummary> trends;
-    Guarded(device.ToString(), "measurements", "",
-            [&]
-            {
-              measurements = database.ListMeasurements(device);
-              return Findings();
-            });
-    Guarded(device.ToString(), "trends", "",
-            [&]
-            {
-              trends = database.ListTrends(device);
-              return Findings();
-            });
+    GuardedRead(device.ToString(), "measurements", [&] { measurements = database.ListMeasurements(device); });
+    GuardedRead(device.ToString(), "trends", [&] { trends = database.ListTrends(device); });
     std::size_t const count = measurements.size() + trends.size();
     std::size_t position = 0;
     for (MeasurementSummary const& row : measurements)
@@ -99,16 +84,15 @@ private:
       CheckRow(device, "trend", row.trend, [&] { return Damage(database.FindTrend(device, row.trend)); });
     }
     // That they can be read is all that there is to check.
-    Guarded(device.ToString(), "values", "",
-            [&]
-            {
-              for (Uuid const& config : database.ListStoredValues(device))
-              {
-                rows_ += database.ListCharacteristicValues(device, config).size();
-                rows_ += database.ListBookmarks(device, config).size();
-              }
-              return Findings();
-            });
+    GuardedRead(device.ToString(), "values",
+                [&]
+                {
+                  for (Uuid const& config : database.ListStoredValues(device))
+                  {
+                    rows_ += database.ListCharacteristicValues(device, config).size();
+                    rows_ += database.ListBookmarks(device, config).size();
+                  }
+                });
   }
 
   /// A row that has gone since it was listed is no damage: another process may have replaced it.
@@ -136,6 +120,16 @@ private:
   catch (DatabaseException const& error)
   {
     Tell(device, kind, uuid, {{"row", error.what()}});
+  }
+
+  void GuardedRead(std::string const& device, char const* kind, std::function<void()> const& read)
+  {
+    Guarded(device, kind, "",
+            [&]
+            {
+              read();
+              return Findings();
+            });
   }
 
   void Tell(std::string const& device, char const* kind, std::string const& uuid, Findings const& findings)
