@@ -168,7 +168,6 @@ struct Bucket
   std::size_t merged = 0;
   // The entry nearest to the centre among those before it.
   trend_entry_t const* candidate = nullptr;
-  long long candidateDistance = kMaxTime;
 
   void Clear()
   {
@@ -176,7 +175,6 @@ struct Bucket
     isPinned = false;
     merged = 0;
     candidate = nullptr;
-    candidateDistance = kMaxTime;
   }
 
   void Pin(trend_entry_t const& entry)
@@ -186,17 +184,16 @@ struct Bucket
   }
 
   /// The entry is before the centre, and later than all offered so far.
-  void OfferBefore(trend_entry_t const& entry, long long centre)
-  {
-    candidate = &entry;
-    candidateDistance = SaturatingSubtract(centre, entry.TimeStamp);
-  }
+  void OfferBefore(trend_entry_t const& entry) { candidate = &entry; }
 
   /// The entry is the first one at or behind the centre.
   void DecideBehind(trend_entry_t const& entry, long long centre)
   {
-    if (kept.empty())
-      kept.push_back(entry.TimeStamp - centre >= candidateDistance ? candidate : &entry);
+    if (!kept.empty())
+      return;
+    bool const isFurther =
+        candidate != nullptr && entry.TimeStamp - centre >= SaturatingSubtract(centre, candidate->TimeStamp);
+    kept.push_back(isFurther ? candidate : &entry);
   }
 
   void DecideAtEnd()
@@ -238,7 +235,7 @@ public:
     for (trend_entry_t const& entry : entries)
     {
       if (entry.TimeStamp < centre)
-        bucketOf(entry).OfferBefore(entry, centre);
+        bucketOf(entry).OfferBefore(entry);
       else
         bucketOf(entry).DecideBehind(entry, centre);
     }
@@ -319,21 +316,22 @@ struct TrendShrinker::Period
   long long start;
   long long length;
   unsigned int count;
+  // Kept, because the device divides numbers of 64 bits in software.
+  long long slotLength = count == 0 ? 0 : length / count;
 
   long long End() const { return start + length; }
-  long long SlotLength() const { return length / count; }
   /// Slots are counted from 1.
-  long long SlotEnd(unsigned long long slot) const { return start + static_cast<long long>(slot) * SlotLength(); }
-  long long SlotCentre(unsigned long long slot) const { return SlotEnd(slot - 1) + SlotLength() / 2; }
+  long long SlotEnd(unsigned long long slot) const { return start + static_cast<long long>(slot) * slotLength; }
+  long long SlotCentre(unsigned long long slot) const { return SlotEnd(slot - 1) + slotLength / 2; }
   /// The first slot from `slot` on that ends behind a time, or one behind the last slot.
   unsigned long long SlotOf(long long time, unsigned long long slot) const
   {
     if (time < SlotEnd(slot))
       return slot;
     unsigned long long const behind = count + 1ULL;
-    if (SlotLength() == 0)
+    if (slotLength == 0)
       return behind;
-    return std::min(TimeBetween(start, time) / static_cast<unsigned long long>(SlotLength()) + 1, behind);
+    return std::min(TimeBetween(start, time) / static_cast<unsigned long long>(slotLength) + 1, behind);
   }
 };
 
