@@ -2,18 +2,21 @@
 
 #include "utilities/VectorClones.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 
 namespace
 {
-constexpr std::size_t kWord = sizeof(std::uint64_t);
+// Independent accumulators of 64 bits: sixteen are enough for the compiler to keep four wide registers busy, four are
+// all that registers of 32 bits hold. Each has four 16-bit lanes, which are folded into one at the end.
+using Accumulators = std::array<std::uint64_t, sizeof(void*) == sizeof(std::uint64_t) ? 16 : 4>;
+constexpr std::size_t kStride = sizeof(Accumulators);
 
-/// Four 16-bit words at once.
-std::uint64_t loadWord(unsigned char const* bytes, std::size_t index)
+std::uint64_t loadWord(unsigned char const* bytes)
 {
   std::uint64_t word;
-  std::memcpy(&word, bytes + index * kWord, sizeof word);
+  std::memcpy(&word, bytes, sizeof word);
   return word;
 }
 
@@ -24,35 +27,29 @@ unsigned short fold(std::uint64_t word)
   return static_cast<unsigned short>(word);
 }
 
-/// The last bytes, fewer than a word, as a word with zeros behind them.
-std::uint64_t padTail(unsigned char const* bytes, std::size_t byteCount)
+/// The checksum of fewer bytes than a stride.
+std::uint64_t foldTail(unsigned char const* bytes, std::size_t byteCount)
 {
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes, byteCount);
-  return word;
+  Accumulators padded{};
+  std::memcpy(padded.data(), bytes, byteCount);
+  std::uint64_t sum = 0;
+  for (std::uint64_t const word : padded)
+    sum ^= word;
+  return sum;
 }
 
-// The quarters of the words side by side, so that no exclusive or waits for the one before it.
-QEN_VECTOR_CLONES std::uint64_t foldWords(unsigned char const* words, std::size_t count)
+QEN_VECTOR_CLONES std::uint64_t foldStrides(unsigned char const* bytes, std::size_t byteCount)
 {
-  std::size_t const quarter = count / 4;
-  unsigned char const* const second = words + quarter * kWord;
-  unsigned char const* const third = second + quarter * kWord;
-  unsigned char const* const fourth = third + quarter * kWord;
-  std::uint64_t ofFirst = 0;
-  std::uint64_t ofSecond = 0;
-  std::uint64_t ofThird = 0;
-  std::uint64_t ofFourth = 0;
-  for (std::size_t i = 0; i < quarter; ++i)
+  Accumulators sums{};
+  for (std::size_t position = 0; position < byteCount; position += kStride)
   {
-    ofFirst ^= loadWord(words, i);
-    ofSecond ^= loadWord(second, i);
-    ofThird ^= loadWord(third, i);
-    ofFourth ^= loadWord(fourth, i);
+    for (std::size_t lane = 0; lane < sums.size(); ++lane)
+      sums[lane] ^= loadWord(bytes + position + lane * sizeof(std::uint64_t));
   }
-  for (std::size_t i = 4 * quarter; i < count; ++i)
-    ofFirst ^= loadWord(words, i);
-  return ofFirst ^ ofSecond ^ ofThird ^ ofFourth;
+  std::uint64_t sum = 0;
+  for (std::uint64_t const lane : sums)
+    sum ^= lane;
+  return sum;
 }
 } // namespace
 
@@ -61,9 +58,9 @@ unsigned short Checksum::Compute(void const* data, std::size_t byteCount)
   if (byteCount == 0)
     return 0;
   auto const* const bytes = static_cast<unsigned char const*>(data);
-  std::size_t const tail = byteCount % kWord;
+  std::size_t const tail = byteCount % kStride;
   std::size_t const whole = byteCount - tail;
-  return fold(foldWords(bytes, whole / kWord) ^ padTail(bytes + whole, tail));
+  return fold(foldStrides(bytes, whole) ^ foldTail(bytes + whole, tail));
 }
 
 unsigned short Checksum::Copy(void* destination, void const* source, std::size_t byteCount)
