@@ -16,9 +16,9 @@ namespace IntegerToFloating
 {
 /// Elsewhere the processor has the conversion as a vector instruction, or has no vectors of 64-bit numbers at all.
 #if defined(__SSE2__) && !defined(__AVX512DQ__)
-inline constexpr bool kGoesByHalves = true;
+inline constexpr bool kGoesInTwoParts = true;
 #else
-inline constexpr bool kGoesByHalves = false;
+inline constexpr bool kGoesInTwoParts = false;
 #endif
 
 namespace Detail
@@ -54,7 +54,7 @@ double toDouble(Int value)
   return upperPart(value) + lowerPart(value);
 }
 
-/// By way of a double that is exact: rounding to double and then to float would round twice. Near zero every double is.
+/// By way of a double that is exact: rounding to double and then to float would round twice. Near zero every sum is.
 /// Further away all floats, and all points halfway between two of them, are multiples of 2^12. So of the lower part it
 /// matters only whether it is 0; one half of 2^12 says that it is not, and then 53 bits hold the number.
 template <class Int>
@@ -72,9 +72,9 @@ template <class Out, class In>
 [[gnu::always_inline]] inline Out Convert(In value)
 {
   constexpr bool kIsWideInteger = std::is_integral_v<In> && sizeof(In) == sizeof(std::uint64_t);
-  if constexpr (kGoesByHalves && kIsWideInteger && std::is_same_v<Out, double>)
+  if constexpr (kGoesInTwoParts && kIsWideInteger && std::is_same_v<Out, double>)
     return Detail::toDouble(value);
-  else if constexpr (kGoesByHalves && kIsWideInteger && std::is_same_v<Out, float>)
+  else if constexpr (kGoesInTwoParts && kIsWideInteger && std::is_same_v<Out, float>)
     return Detail::toFloat(value);
   else
     return static_cast<Out>(value);
