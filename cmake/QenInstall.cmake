@@ -25,10 +25,14 @@ set(QEN_INTERNAL_HEADERS
   store/DatabaseUrl.h
   store/PostgresConnection.h
   store/RetentionLedger.h
+  store/RetentionPlan.h
   store/SqlConnection.h
   store/SqliteConnection.h
   store/StoreSchema.h
-  store/StoreTransaction.h)
+  store/StoreTransaction.h
+  store/ThinningCheck.h
+  store/TrendPeriods.h
+  store/ValueThinning.h)
 
 include(CMakePackageConfigHelpers)
 set(QEN_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QenFileIo)
