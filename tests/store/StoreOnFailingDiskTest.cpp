@@ -2,13 +2,16 @@
 // transaction is in it wholly or not at all.
 #include "store/DatabaseException.h"
 #include "store/DeviceDatabase.h"
+#include "store/RetentionRun.h"
 #include "support/FailingVfs.h"
+#include "support/StoreSupport.h"
 #include "support/StoredObjects.h"
 #include "support/TemporaryDirectory.h"
 
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <stdexcept>
 
 namespace
 {
@@ -71,10 +74,20 @@ void putSeveral(DeviceDatabase& database)
   transaction.Commit();
 }
 
+/// What a run of retention reports instead of throwing.
+struct FailedRun : std::runtime_error
+{
+  using std::runtime_error::runtime_error;
+};
+
 class StoreOnFailingDisk : public testing::Test
 {
 protected:
   using Action = std::function<void(DeviceDatabase&)>;
+  using Content = std::function<std::string(DeviceDatabase&)>;
+
+  /// @param contentOf what of a store must be wholly old or wholly new
+  explicit StoreOnFailingDisk(Content contentOfStore = &contentOf) : contentOf_(std::move(contentOfStore)) {}
 
   static std::string UrlIn(TemporaryDirectory const& folder) { return "sqlite:" + folder.Path(kFileName); }
 
@@ -117,7 +130,7 @@ private:
     Restore(folder);
     DeviceDatabase database(UrlIn(folder));
     action(database);
-    return contentOf(database);
+    return contentOf_(database);
   }
 
   void Restore(TemporaryDirectory const& folder) const
@@ -138,6 +151,11 @@ private:
     {
       EXPECT_EQ(exception.getFile(), "SqliteConnection.cpp") << exception.what();
       EXPECT_STRNE(exception.what(), "");
+      return false;
+    }
+    catch (FailedRun const& failed)
+    {
+      EXPECT_STRNE(failed.what(), "");
       return false;
     }
   }
@@ -163,12 +181,13 @@ private:
 
     DeviceDatabase database(UrlIn(folder));
     EXPECT_EQ(database.CheckIntegrity(), std::vector<std::string>());
-    std::string const found = contentOf(database);
+    std::string const found = contentOf_(database);
     EXPECT_TRUE(found == after || (!succeeded && found == before)) << (succeeded ? "succeeded" : "failed");
     stored_ += !succeeded && found == after && before != after;
     return true;
   }
 
+  Content contentOf_;
   FailingVfs disk_;
   std::vector<unsigned char> prepared_;
   unsigned long runs_ = 0;
@@ -232,6 +251,56 @@ TEST_F(StoreOnFailingDisk, ReleaseOfSpace)
         database.DeleteTrend(kDevice, NumberedUuid(2));
       });
   LetEveryCallFail([](DeviceDatabase& database) { database.ReleaseSpace(); });
+}
+
+namespace
+{
+constexpr long long kNow = kStoreStart + 60 * kDay;
+
+/// Two trends of a day each, of entries every ten minutes, that are old enough for every age class.
+void putOldTrends(DeviceDatabase& database)
+{
+  ShrinkSettings counts;
+  counts.perDayOlderThanFourWeeks = 4;
+  database.PutDevice(kDevice, DeviceWithCleanup(counts));
+  for (unsigned int day : {0u, 1u})
+  {
+    TrendParts parts =
+        TrendWith(EntriesEvery(10 * kMinute, kStoreStart + day * kDay, kStoreStart + (day + 1) * kDay, 1, 200 * day));
+    parts.trendUuid = NumberedUuid(day + 1);
+    database.PutTrend(kDevice, ClosedTrend(parts));
+  }
+}
+
+void thin(DeviceDatabase& database)
+{
+  RetentionSettings settings;
+  settings.now = kNow;
+  RetentionResult const result = RetentionRun(database, settings).ThinValue(kDevice, TrendParts().configUuid);
+  if (!result.error.empty())
+    throw FailedRun(result.error);
+}
+
+/// The entries alone: trends that a run makes have new names each time.
+std::string entriesIn(DeviceDatabase& database)
+{
+  std::string text;
+  for (EntryBytes const& entry : EntriesOf(RowsOf(database, kDevice)))
+    text.append(entry.begin(), entry.end());
+  return text;
+}
+
+class ThinningOnFailingDisk : public StoreOnFailingDisk
+{
+protected:
+  ThinningOnFailingDisk() : StoreOnFailingDisk(&entriesIn) {}
+};
+} // namespace
+
+TEST_F(ThinningOnFailingDisk, RunOfRetention)
+{
+  Prepare(&putOldTrends);
+  LetEveryCallFail(&thin);
 }
 
 namespace
