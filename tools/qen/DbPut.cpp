@@ -151,7 +151,7 @@ private:
     if (extension == kArchiveExtension)
       return PutArchive(input, batch, report);
     if (extension == TrendFile::kExtension)
-      PutTrend(input, batch);
+      PutTrend(input, batch, report);
     else
       PutSignal(input, batch);
     return ExitCode::Good;
@@ -182,7 +182,7 @@ private:
     Store(input.Path(), StoredObject::MakeMeasurement(input.ReadAll(), header, job, details), batch);
   }
 
-  void PutTrend(InputFile const& input, StoreBatch& batch)
+  void PutTrend(InputFile const& input, StoreBatch& batch, Report& report)
   {
     trend_header_t const header = TrendFile::ReadHeader(input);
     RequireSize(input.Size());
@@ -190,6 +190,8 @@ private:
     std::string const details = path ? DetailsDocument::ReadText(*path) : TrendDocument::Make(header);
     TrendDataDO object = TrendFile::MakeObject(input.ReadAll(), header, base_.value_or(Uuid()), details);
     object.setClosed(!open_);
+    if (object.getCharacteristicValueConfig().getUuid().IsNull())
+      report.Note(input.Path(), "has no configuration; all such trends are taken for those of one value");
     Store(input.Path(), object, batch);
   }
 

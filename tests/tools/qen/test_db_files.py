@@ -132,6 +132,12 @@ class Put(StoreTest):
         expected[2:4] = base.bytes, 0
         self.assertEqual([tuple(expected)], self.rows(self.TREND_COLUMNS))
 
+    def test_a_trend_without_a_configuration_is_stored_and_named(self):
+        self.write_trend("t", [entry(START)], config=NULL)
+        self.init()
+        self.assertEqual("qen: t.qtr: has no configuration; all such trends are taken for those of one value\n"
+                         "qen.db: 1 stored, 0 replaced, 0 there already\n", self.run_tool("db", "put", "t.qtr").err)
+
     def test_signals_of_an_archive_come_in_with_their_jobs(self):
         one, two = signal_of("int16", [1]), signal_of("int16", [2, 3], measurement=number_of(3))
         self.write("both.qta", archive_form(one, Details("g"), number_of(77)) + archive_form(two))
