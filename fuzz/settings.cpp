@@ -59,7 +59,7 @@ std::string composeClass(Input& input, AgeClass const& ageClass, unsigned int& e
 {
   auto const choices = input.Take<std::uint8_t>();
   auto const count = input.Take<unsigned int>();
-  auto const has = [choices](unsigned int bit) { return (choices >> bit & 1U) != 0; };
+  auto const has = [choices](unsigned int bit) { return (unsigned{choices} >> bit & 1U) != 0; };
   bool const isSwitchedOff = has(0) && has(1);
   bool const countsPerOtherUnit = has(2) && has(3);
   std::string const unit = countsPerOtherUnit ? "Minute" : ageClass.unit;
