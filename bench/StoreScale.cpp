@@ -126,12 +126,8 @@ private:
   {
     if (!result.error.empty())
       sum.error = result.error;
-    for (auto const part : {&RetentionResult::before, &RetentionResult::after})
-    {
-      (sum.*part).trends += (result.*part).trends;
-      (sum.*part).entries += (result.*part).entries;
-      (sum.*part).bytes += (result.*part).bytes;
-    }
+    sum.before += result.before;
+    sum.after += result.after;
   }
 
   DeviceDatabase database_;

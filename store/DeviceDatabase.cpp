@@ -228,6 +228,31 @@ void DeviceDatabase::addDevice(Uuid const& device)
   connection_->Execute(kAddDevice, parameters);
 }
 
+void DeviceDatabase::putRow(Uuid const& device, SqlText const& statement, std::span<SqlParameter const> parameters)
+{
+  write(
+      [&]
+      {
+        addDevice(device);
+        connection_->Execute(statement, parameters);
+      });
+}
+
+bool DeviceDatabase::deleteRow(SqlText const& statement, std::span<SqlParameter const> parameters)
+{
+  unsigned long long deleted = 0;
+  write([&] { deleted = connection_->Execute(statement, parameters); });
+  return deleted != 0;
+}
+
+std::vector<Uuid> DeviceDatabase::listIdentifiers(SqlText const& statement, std::span<SqlParameter const> parameters)
+{
+  std::vector<Uuid> identifiers;
+  for (auto const rows = connection_->Query(statement, parameters); rows->Next();)
+    identifiers.push_back(rows->Identifier(0));
+  return identifiers;
+}
+
 void DeviceDatabase::PutDevice(Uuid const& device, DeviceDO const& object)
 {
   std::string const& details = object.getDeviceDetails();
@@ -246,13 +271,7 @@ std::optional<DeviceDO> DeviceDatabase::FindDevice(Uuid const& device)
   return object;
 }
 
-std::vector<Uuid> DeviceDatabase::ListDevices()
-{
-  std::vector<Uuid> devices;
-  for (auto const rows = connection_->Query(kListDevices, {}); rows->Next();)
-    devices.push_back(rows->Identifier(0));
-  return devices;
-}
+std::vector<Uuid> DeviceDatabase::ListDevices() { return listIdentifiers(kListDevices, {}); }
 
 bool DeviceDatabase::DeleteDevice(Uuid const& device)
 {
@@ -286,12 +305,7 @@ void DeviceDatabase::PutMeasurement(Uuid const& device, MeasurementDataDO const&
                                      object.getSavedByAlarmStatusChange(),
                                      object.getMeasurementDataDetails(),
                                      std::span(object.getBinaryData())};
-  write(
-      [&]
-      {
-        addDevice(device);
-        connection_->Execute(kPutMeasurement, parameters);
-      });
+  putRow(device, kPutMeasurement, parameters);
 }
 
 std::optional<MeasurementDataDO> DeviceDatabase::FindMeasurement(Uuid const& device, Uuid const& measurement)
@@ -325,12 +339,24 @@ std::vector<MeasurementSummary> DeviceDatabase::ListMeasurements(Uuid const& dev
 bool DeviceDatabase::DeleteMeasurement(Uuid const& device, Uuid const& measurement)
 {
   SqlParameter const parameters[] = {device, measurement};
-  unsigned long long deleted = 0;
-  write([&] { deleted = connection_->Execute(kDeleteMeasurement, parameters); });
-  return deleted != 0;
+  return deleteRow(kDeleteMeasurement, parameters);
 }
 
 void DeviceDatabase::PutTrend(Uuid const& device, TrendDataDO const& object)
+{
+  write(
+      [&]
+      {
+        addDevice(device);
+        // The ledger first: whoever thins this value meanwhile has finished by then, and does not miss the trend.
+        if (object.getClosed() && object.getNumSamples() != 0)
+          RetentionLedger(*this, device, object.getCharacteristicValueConfig().getUuid())
+              .Rewind(object.getFirstTimeStamp());
+        putTrendRow(device, object);
+      });
+}
+
+void DeviceDatabase::putTrendRow(Uuid const& device, TrendDataDO const& object)
 {
   UuidEntryDO const& current = object.getCurrentUuid();
   UuidEntryDO const& config = object.getCharacteristicValueConfig();
@@ -351,15 +377,7 @@ void DeviceDatabase::PutTrend(Uuid const& device, TrendDataDO const& object)
                                      object.getNumSamples(),
                                      object.getTrendDataDetails(),
                                      std::span(object.getData())};
-  write(
-      [&]
-      {
-        addDevice(device);
-        // The ledger first: whoever thins this value meanwhile has finished by then, and does not miss the trend.
-        if (object.getClosed() && object.getNumSamples() != 0)
-          RetentionLedger(*this, device, config.getUuid()).Rewind(object.getFirstTimeStamp());
-        connection_->Execute(kPutTrend, parameters);
-      });
+  connection_->Execute(kPutTrend, parameters);
 }
 
 std::optional<TrendDataDO> DeviceDatabase::FindTrend(Uuid const& device, Uuid const& trend)
@@ -397,30 +415,20 @@ std::vector<TrendSummary> DeviceDatabase::ListTrends(Uuid const& device, TrendQu
 bool DeviceDatabase::DeleteTrend(Uuid const& device, Uuid const& trend)
 {
   SqlParameter const parameters[] = {device, trend};
-  unsigned long long deleted = 0;
-  write([&] { deleted = connection_->Execute(kDeleteTrend, parameters); });
-  return deleted != 0;
+  return deleteRow(kDeleteTrend, parameters);
 }
 
 std::vector<Uuid> DeviceDatabase::ListTrendValues(Uuid const& device)
 {
   SqlParameter const parameters[] = {device};
-  std::vector<Uuid> values;
-  for (auto const rows = connection_->Query(kListTrendValues, parameters); rows->Next();)
-    values.push_back(rows->Identifier(0));
-  return values;
+  return listIdentifiers(kListTrendValues, parameters);
 }
 
 void DeviceDatabase::PutCharacteristicValue(Uuid const& device, Uuid const& config, double value,
                                             CharacteristicValueDataDO const& object)
 {
   SqlParameter const parameters[] = {device, config, object.getMeasurementTimeStamp(), value};
-  write(
-      [&]
-      {
-        addDevice(device);
-        connection_->Execute(kPutValue, parameters);
-      });
+  putRow(device, kPutValue, parameters);
 }
 
 std::vector<StoredCharacteristicValue> DeviceDatabase::ListCharacteristicValues(Uuid const& device, Uuid const& config,
@@ -437,20 +445,13 @@ std::vector<StoredCharacteristicValue> DeviceDatabase::ListCharacteristicValues(
 void DeviceDatabase::PutBookmark(Uuid const& device, Uuid const& config, long long timeStamp)
 {
   SqlParameter const parameters[] = {device, config, timeStamp};
-  write(
-      [&]
-      {
-        addDevice(device);
-        connection_->Execute(kPutBookmark, parameters);
-      });
+  putRow(device, kPutBookmark, parameters);
 }
 
 bool DeviceDatabase::DeleteBookmark(Uuid const& device, Uuid const& config, long long timeStamp)
 {
   SqlParameter const parameters[] = {device, config, timeStamp};
-  unsigned long long deleted = 0;
-  write([&] { deleted = connection_->Execute(kDeleteBookmark, parameters); });
-  return deleted != 0;
+  return deleteRow(kDeleteBookmark, parameters);
 }
 
 std::vector<long long> DeviceDatabase::ListBookmarks(Uuid const& device, Uuid const& config, TimeRange const& time)
@@ -465,10 +466,7 @@ std::vector<long long> DeviceDatabase::ListBookmarks(Uuid const& device, Uuid co
 std::vector<Uuid> DeviceDatabase::ListStoredValues(Uuid const& device)
 {
   SqlParameter const parameters[] = {device};
-  std::vector<Uuid> values;
-  for (auto const rows = connection_->Query(kListStoredValues, parameters); rows->Next();)
-    values.push_back(rows->Identifier(0));
-  return values;
+  return listIdentifiers(kListStoredValues, parameters);
 }
 
 DeviceStatistics DeviceDatabase::ReadStatistics(Uuid const& device)

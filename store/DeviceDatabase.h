@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,10 @@ class DeviceDO;
 class MeasurementDataDO;
 class RetentionLedger;
 class SqlConnection;
+class SqlParameter;
 class TrendDataDO;
+class ValueThinning;
+struct SqlText;
 
 /// A closed range of time stamps, microseconds since 1970-01-01T00:00:00Z.
 struct TimeRange
@@ -175,10 +179,17 @@ public:
 
 private:
   friend class RetentionLedger;
+  friend class ValueThinning;
 
   template <class Write>
   void write(Write const& write);
   void addDevice(Uuid const& device);
+  /// Makes the device known, too.
+  void putRow(Uuid const& device, SqlText const& statement, std::span<SqlParameter const> parameters);
+  /// The row alone: for those who hold the ledger of its value.
+  void putTrendRow(Uuid const& device, TrendDataDO const& object);
+  bool deleteRow(SqlText const& statement, std::span<SqlParameter const> parameters);
+  std::vector<Uuid> listIdentifiers(SqlText const& statement, std::span<SqlParameter const> parameters);
 
   std::unique_ptr<SqlConnection> connection_;
   unsigned int openTransactions_ = 0;

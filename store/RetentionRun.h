@@ -29,6 +29,21 @@ struct RetentionResult
     unsigned long long trends = 0;
     unsigned long long entries = 0;
     unsigned long long bytes = 0; ///< of records and details documents
+
+    Amount& operator+=(Amount const& more)
+    {
+      trends += more.trends;
+      entries += more.entries;
+      bytes += more.bytes;
+      return *this;
+    }
+    Amount& operator-=(Amount const& less)
+    {
+      trends -= less.trends;
+      entries -= less.entries;
+      bytes -= less.bytes;
+      return *this;
+    }
   };
 
   Uuid device;

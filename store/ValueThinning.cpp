@@ -43,23 +43,9 @@ void sortOldestFirst(std::vector<TrendSummary>& rows)
       rows, {}, [](TrendSummary const& row) { return std::tuple(row.firstTimeStamp, row.lastTimeStamp, row.trend); });
 }
 
-unsigned long long ByteCountOf(TrendDataDO const& stored)
+unsigned long long byteCountOf(TrendDataDO const& stored)
 {
   return stored.getData().size() + stored.getTrendDataDetails().size();
-}
-
-void add(RetentionResult::Amount& sum, RetentionResult::Amount const& amount)
-{
-  sum.trends += amount.trends;
-  sum.entries += amount.entries;
-  sum.bytes += amount.bytes;
-}
-
-void subtract(RetentionResult::Amount& sum, RetentionResult::Amount const& amount)
-{
-  sum.trends -= amount.trends;
-  sum.entries -= amount.entries;
-  sum.bytes -= amount.bytes;
 }
 
 void requireSoundEntries(Trend const& trend)
@@ -141,7 +127,7 @@ public:
 
   void Add(TrendDataDO const& stored, Trend const& trend)
   {
-    rows_.push_back({trend.GetTrendUuid(), {1, trend.GetNumberOfEntries(), ByteCountOf(stored)}});
+    rows_.push_back({trend.GetTrendUuid(), {1, trend.GetNumberOfEntries(), byteCountOf(stored)}});
     append(entries_, trend.GetTrendEntryVector());
   }
 
@@ -300,7 +286,7 @@ std::vector<ValueThinning::Strand> ValueThinning::readStrands(std::vector<TrendS
           .createException<TrendException>("Trend %s is not there any more!", summary.trend.ToString().c_str());
     Trend const trend(*stored);
     requireSoundEntries(trend);
-    result.bytesRead += ByteCountOf(*stored);
+    result.bytesRead += byteCountOf(*stored);
     if (strands.empty() || !strands.back().Takes(trend))
       strands.emplace_back(*stored, trend);
     strands.back().Add(*stored, trend);
@@ -404,16 +390,16 @@ void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const&
     database_.DeleteTrend(device_, row.trend);
     // What this run made itself is not there afterwards, nor was it before.
     if (made_.erase(row.trend) != 0)
-      subtract(result.after, row.size);
+      result.after -= row.size;
     else
-      add(result.before, row.size);
+      result.before += row.size;
   }
   for (EntryRange const piece : pieces)
   {
     std::unique_ptr<TrendDataDO> const made = strand.Make(piece, zlib);
     made->setClosed(true);
-    database_.PutTrend(device_, *made);
+    database_.putTrendRow(device_, *made);
     made_.insert(made->getCurrentUuid().getUuid());
-    add(result.after, {1, piece.size(), ByteCountOf(*made)});
+    result.after += {1, piece.size(), byteCountOf(*made)};
   }
 }

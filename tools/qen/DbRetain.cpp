@@ -95,13 +95,6 @@ private:
   std::vector<std::jthread> threads_; ///< the last member: ends first
 };
 
-void Add(RetentionResult::Amount& all, RetentionResult::Amount const& more)
-{
-  all.trends += more.trends;
-  all.entries += more.entries;
-  all.bytes += more.bytes;
-}
-
 /// What a run would do. As in a run, a value that fails does not stop the others.
 RetentionResult Plan(DeviceDatabase& database, Uuid const& device, Uuid const& value, RetentionSettings const& settings)
 try
@@ -195,8 +188,8 @@ private:
       outcome_.Add(ExitCode::PartlyDone);
       ++failed_;
     }
-    Add(before_, result.before);
-    Add(after_, result.after);
+    before_ += result.before;
+    after_ += result.after;
     if (!json_)
       return report.Data(Row(result.value.ToString(), result.before, result.after));
     Json object = Describe(result.before, result.after);
