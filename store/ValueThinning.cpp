@@ -233,8 +233,8 @@ std::vector<TrendSummary> ValueThinning::dueRows(RetentionPlan const& plan)
   }
   sortOldestFirst(rows);
   // One that reaches into several stretches was found for each.
-  auto const repeated = std::ranges::unique(rows, {}, &TrendSummary::trend);
-  rows.erase(repeated.begin(), repeated.end());
+  auto const isSame = [](TrendSummary const& left, TrendSummary const& right) { return left.trend == right.trend; };
+  rows.erase(std::unique(rows.begin(), rows.end(), isSame), rows.end());
   return rows;
 }
 
