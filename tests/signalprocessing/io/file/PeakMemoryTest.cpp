@@ -4,11 +4,11 @@
 #include "signalprocessing/io/file/TimeSignalFile.h"
 #include "signalprocessing/io/file/Trend.h"
 #include "support/CountedMemory.h"
+#include "support/LongTests.h"
 #include "support/SampleSignals.h"
 #include "support/TemporaryDirectory.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <gtest/gtest.h>
 #include <memory>
@@ -22,9 +22,8 @@ namespace
 constexpr long kMebibyte = 1 << 20;
 constexpr long kLittle = kMebibyte;
 
-/// QEN_LONG_TESTS takes bigger objects and prints the figures.
-bool isLong() { return std::getenv("QEN_LONG_TESTS") != nullptr; }
-long objectBytes() { return (isLong() ? 64 : 8) * kMebibyte; }
+/// Long tests take bigger objects and print the figures.
+long objectBytes() { return (AreLongTestsWanted() ? 64 : 8) * kMebibyte; }
 
 std::vector<short> NoisySamples()
 {
@@ -45,7 +44,7 @@ void ExpectPeak(char const* name, long resultBytes, Work&& work)
   PeakBytes const peak;
   work();
   EXPECT_LE(peak.Get(), resultBytes + kLittle) << name;
-  if (isLong())
+  if (AreLongTestsWanted())
     std::printf("%-36s result %8.3f MiB, peak %8.3f MiB\n", name, static_cast<double>(resultBytes) / kMebibyte,
                 static_cast<double>(peak.Get()) / kMebibyte);
 }

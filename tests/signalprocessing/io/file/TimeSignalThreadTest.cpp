@@ -9,6 +9,7 @@
 #include "signalprocessing/io/file/TimeSignalFile.h"
 #include "signalprocessing/typeconverter/TypeConverter.h"
 #include "support/CountedMemory.h"
+#include "support/LongTests.h"
 #include "support/SampleSignals.h"
 #include "support/TemporaryDirectory.h"
 
@@ -369,7 +370,7 @@ TEST(TimeSignalThreads, LiveObjectsAreCounted)
 
 TEST(TimeSignalThreads, ConcurrentHandlesHoldWhatTheyMust)
 {
-  constexpr std::size_t operations = 1'000'000;
+  std::size_t const operations = AreLongTestsWanted() ? 4'000'000 : 1'000'000;
   long const before = liveObjects;
   {
     std::vector<Slot> const pool = MakePool();

@@ -1,10 +1,10 @@
 #include "signalprocessing/io/file/TrendShrinker.h"
 #include "support/Dice.h"
+#include "support/LongTests.h"
 #include "support/ShrinkRun.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -216,7 +216,7 @@ constexpr unsigned int kStep = 10;
 constexpr unsigned int kStep = 1;
 #endif
 
-unsigned int CaseCount() { return std::getenv("QEN_LONG_TESTS") == nullptr ? 2000 : 100000; }
+unsigned int CaseCount() { return AreLongTestsWanted() ? 100000 : 2000; }
 } // namespace
 
 TEST(TrendShrinkerModel, RandomTrendsComeOutAsSlotBySlot)
