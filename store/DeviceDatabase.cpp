@@ -54,6 +54,10 @@ SqlText const kFindTrend{
                   "base_flag, closed, first_time, last_time, entry_count, details, data "
                   "FROM trend WHERE device_uuid = $1 AND trend_uuid = $2"};
 SqlText const kDeleteTrend{"delete trend", "DELETE FROM trend WHERE device_uuid = $1 AND trend_uuid = $2"};
+/// Nothing where another process has replaced it meanwhile.
+SqlText const kDeleteThinned{"delete thinned trend",
+                             "DELETE FROM trend WHERE device_uuid = $1 AND trend_uuid = $2 AND value_uuid = $3 AND "
+                             "closed <> 0"};
 SqlText const kListTrendValues{"list trend values",
                                "SELECT DISTINCT value_uuid FROM trend WHERE device_uuid = $1 ORDER BY value_uuid"};
 
@@ -84,13 +88,22 @@ SqlText const kTrendStatistics{"read statistics",
                                "CAST(SUM(entry_count) AS BIGINT) FROM trend WHERE device_uuid = $1 GROUP BY closed"};
 SqlText const kValueStatistics{"read statistics", "SELECT COUNT(*) FROM characteristic_value WHERE device_uuid = $1"};
 
-/// Everything of a device, the device itself last.
-SqlText const kDeleteDevice[] = {{"delete device", "DELETE FROM measurement WHERE device_uuid = $1"},
+/// Everything of a device, the device itself last. Its ledgers first: whoever thins one of its values meanwhile has
+/// finished by then.
+SqlText const kDeleteDevice[] = {{"delete device", "DELETE FROM retention WHERE device_uuid = $1"},
+                                 {"delete device", "DELETE FROM measurement WHERE device_uuid = $1"},
                                  {"delete device", "DELETE FROM trend WHERE device_uuid = $1"},
                                  {"delete device", "DELETE FROM characteristic_value WHERE device_uuid = $1"},
                                  {"delete device", "DELETE FROM bookmark WHERE device_uuid = $1"},
-                                 {"delete device", "DELETE FROM retention WHERE device_uuid = $1"},
                                  {"delete device", "DELETE FROM device WHERE device_uuid = $1"}};
+
+/// Devices that are not there and have rows in other tables.
+SqlText const kListStrayRows{"list stray rows", "SELECT device_uuid FROM measurement UNION "
+                                                "SELECT device_uuid FROM trend UNION "
+                                                "SELECT device_uuid FROM characteristic_value UNION "
+                                                "SELECT device_uuid FROM bookmark UNION "
+                                                "SELECT device_uuid FROM retention EXCEPT "
+                                                "SELECT device_uuid FROM device ORDER BY device_uuid"};
 
 /// A list of conditions that the caller chooses, with their parameters.
 class Filter
@@ -418,6 +431,12 @@ bool DeviceDatabase::DeleteTrend(Uuid const& device, Uuid const& trend)
   return deleteRow(kDeleteTrend, parameters);
 }
 
+bool DeviceDatabase::deleteThinnedRow(Uuid const& device, Uuid const& trend, Uuid const& value)
+{
+  SqlParameter const parameters[] = {device, trend, value};
+  return connection_->Execute(kDeleteThinned, parameters) != 0;
+}
+
 std::vector<Uuid> DeviceDatabase::ListTrendValues(Uuid const& device)
 {
   SqlParameter const parameters[] = {device};
@@ -487,5 +506,11 @@ DeviceStatistics DeviceDatabase::ReadStatistics(Uuid const& device)
   return statistics;
 }
 
-std::vector<std::string> DeviceDatabase::CheckIntegrity() { return connection_->CheckIntegrity(); }
+std::vector<std::string> DeviceDatabase::CheckIntegrity()
+{
+  std::vector<std::string> findings = connection_->CheckIntegrity();
+  for (Uuid const& device : listIdentifiers(kListStrayRows, {}))
+    findings.push_back("rows of device " + device.ToString() + ", which is not there");
+  return findings;
+}
 void DeviceDatabase::ReleaseSpace() { connection_->ReleaseSpace(); }

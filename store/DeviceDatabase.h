@@ -172,7 +172,8 @@ public:
   std::vector<Uuid> ListStoredValues(Uuid const& device);
 
   DeviceStatistics ReadStatistics(Uuid const& device);
-  /// What the engine's own check finds wrong, one line each. PostgreSQL has none for clients: nothing.
+  /// What is wrong with the tables, one line each: what the engine's own check finds, which PostgreSQL has none of for
+  /// clients, and rows whose device is not there. Reads all there is.
   std::vector<std::string> CheckIntegrity();
   /// Gives room that is left over back to the file system: SQLite's file gets smaller.
   void ReleaseSpace();
@@ -189,6 +190,8 @@ private:
   /// The row alone: for those who hold the ledger of its value.
   void putTrendRow(Uuid const& device, TrendDataDO const& object);
   bool deleteRow(SqlText const& statement, std::span<SqlParameter const> parameters);
+  /// The row alone, if it is still a closed trend of that value.
+  bool deleteThinnedRow(Uuid const& device, Uuid const& trend, Uuid const& value);
   std::vector<Uuid> listIdentifiers(SqlText const& statement, std::span<SqlParameter const> parameters);
 
   std::unique_ptr<SqlConnection> connection_;

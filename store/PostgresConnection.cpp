@@ -17,7 +17,8 @@ namespace
 {
 constexpr char const kSourceUnit[] = "PostgresConnection.cpp";
 constexpr char const kOpen[] = "open postgresql";
-constexpr SqlDialect kDialect{"UUID", "BIGINT", "DOUBLE PRECISION", "BYTEA", "ALTER COLUMN data SET STORAGE EXTERNAL"};
+constexpr SqlDialect kDialect{
+    "UUID", "BIGINT", "DOUBLE PRECISION", "BYTEA", "", "", "ALTER TABLE % ALTER COLUMN data SET STORAGE EXTERNAL;"};
 
 // The numbers that PostgreSQL gives its own types; they are part of its protocol.
 constexpr Oid kBytea = 17;

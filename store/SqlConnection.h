@@ -84,14 +84,18 @@ protected:
   virtual char const* statementName() const = 0;
 };
 
-/// How an engine names the types that the tables use.
+/// What engines call differently. In texts, % stands for a name.
 struct SqlDialect
 {
   char const* uuid;
   char const* integer;
   char const* real;
   char const* bytes;
-  /// Behind the name of a table: says that a column's bytes are compressed already; empty where the engine never tries.
+  /// Behind the type of a column: that it holds UUIDs; empty where the type says so.
+  char const* uuidCheck;
+  /// Behind the columns of a table: that they hold values of their types; empty where all tables do.
+  char const* strictTable;
+  /// Tells of a table that the bytes in its column data are compressed already; empty where the engine never tries.
   char const* keepBytesAsTheyAre;
 };
 

@@ -15,66 +15,67 @@ constexpr char const kVersionTable[] = "qen_store";
 
 // The device leads every key: a distributed engine keeps all rows of a device together. References are UUIDs with the
 // number and the flag that database objects carry beside them. Details documents are bytes, because they have to come
-// back as they were, whatever their units are written in.
+// back as they were, whatever their units are written in. "{kind name}" stands for a column in the engine's words, one
+// that never holds another kind of value: nobody can put in what would make a row unreadable.
 constexpr char const kFirstVersion[] = R"(
 CREATE TABLE device (
-  device_uuid {uuid} NOT NULL,
-  details {bytes} NOT NULL,
-  PRIMARY KEY (device_uuid));
+  {uuid device_uuid},
+  {bytes details},
+  PRIMARY KEY (device_uuid)){strict table};
 
 CREATE TABLE measurement (
-  device_uuid {uuid} NOT NULL,
-  measurement_uuid {uuid} NOT NULL, measurement_id {integer} NOT NULL, measurement_flag {integer} NOT NULL,
-  config_uuid {uuid} NOT NULL, config_id {integer} NOT NULL, config_flag {integer} NOT NULL,
-  job_uuid {uuid} NOT NULL, job_id {integer} NOT NULL, job_flag {integer} NOT NULL,
-  time_stamp {integer} NOT NULL,
-  saved_by_alarm {integer} NOT NULL,
-  details {bytes} NOT NULL,
-  data {bytes} NOT NULL,
-  PRIMARY KEY (device_uuid, measurement_uuid));
-ALTER TABLE measurement {keep};
+  {uuid device_uuid},
+  {uuid measurement_uuid}, {count measurement_id}, {flag measurement_flag},
+  {uuid config_uuid}, {count config_id}, {flag config_flag},
+  {uuid job_uuid}, {count job_id}, {flag job_flag},
+  {integer time_stamp},
+  {flag saved_by_alarm},
+  {bytes details},
+  {bytes data},
+  PRIMARY KEY (device_uuid, measurement_uuid)){strict table};
+{keep measurement}
 CREATE INDEX measurement_by_time ON measurement (device_uuid, time_stamp);
 CREATE INDEX measurement_by_config ON measurement (device_uuid, config_uuid, time_stamp);
 CREATE INDEX measurement_by_job ON measurement (device_uuid, job_uuid, time_stamp);
 
 CREATE TABLE trend (
-  device_uuid {uuid} NOT NULL,
-  trend_uuid {uuid} NOT NULL, trend_id {integer} NOT NULL, trend_flag {integer} NOT NULL,
-  value_uuid {uuid} NOT NULL, value_id {integer} NOT NULL, value_flag {integer} NOT NULL,
-  base_uuid {uuid} NOT NULL, base_id {integer} NOT NULL, base_flag {integer} NOT NULL,
-  closed {integer} NOT NULL,
-  first_time {integer} NOT NULL,
-  last_time {integer} NOT NULL,
-  entry_count {integer} NOT NULL,
-  details {bytes} NOT NULL,
-  data {bytes} NOT NULL,
-  PRIMARY KEY (device_uuid, trend_uuid));
-ALTER TABLE trend {keep};
+  {uuid device_uuid},
+  {uuid trend_uuid}, {count trend_id}, {flag trend_flag},
+  {uuid value_uuid}, {count value_id}, {flag value_flag},
+  {uuid base_uuid}, {count base_id}, {flag base_flag},
+  {flag closed},
+  {integer first_time},
+  {integer last_time},
+  {count entry_count},
+  {bytes details},
+  {bytes data},
+  PRIMARY KEY (device_uuid, trend_uuid)){strict table};
+{keep trend}
 CREATE INDEX trend_by_value ON trend (device_uuid, value_uuid, last_time);
 
 CREATE TABLE characteristic_value (
-  device_uuid {uuid} NOT NULL,
-  value_uuid {uuid} NOT NULL,
-  time_stamp {integer} NOT NULL,
-  value {real},
-  PRIMARY KEY (device_uuid, value_uuid, time_stamp));
+  {uuid device_uuid},
+  {uuid value_uuid},
+  {integer time_stamp},
+  {real or none value},
+  PRIMARY KEY (device_uuid, value_uuid, time_stamp)){strict table};
 
 CREATE TABLE bookmark (
-  device_uuid {uuid} NOT NULL,
-  value_uuid {uuid} NOT NULL,
-  time_stamp {integer} NOT NULL,
-  PRIMARY KEY (device_uuid, value_uuid, time_stamp));
+  {uuid device_uuid},
+  {uuid value_uuid},
+  {integer time_stamp},
+  PRIMARY KEY (device_uuid, value_uuid, time_stamp)){strict table};
 
 CREATE TABLE retention (
-  device_uuid {uuid} NOT NULL,
-  value_uuid {uuid} NOT NULL,
-  anchor {integer},
-  compacted_until {integer} NOT NULL,
-  four_weeks_until {integer} NOT NULL, four_weeks_count {integer} NOT NULL,
-  week_until {integer} NOT NULL, week_count {integer} NOT NULL,
-  day_until {integer} NOT NULL, day_count {integer} NOT NULL,
-  hour_until {integer} NOT NULL, hour_count {integer} NOT NULL,
-  PRIMARY KEY (device_uuid, value_uuid));
+  {uuid device_uuid},
+  {uuid value_uuid},
+  {integer or none anchor},
+  {integer compacted_until},
+  {integer four_weeks_until}, {count four_weeks_count},
+  {integer week_until}, {count week_count},
+  {integer day_until}, {count day_count},
+  {integer hour_until}, {count hour_count},
+  PRIMARY KEY (device_uuid, value_uuid)){strict table};
 )";
 
 constexpr char const* kMigrations[] = {kFirstVersion};
@@ -85,19 +86,38 @@ void replaceAll(std::string& text, std::string_view from, std::string_view to)
     text.replace(at, from.size(), to);
 }
 
+/// What the engine says in place of "{kind name}"; % is the name.
+std::string wordsFor(std::string_view kind, SqlDialect const& dialect)
+{
+  std::string const number = std::string("% ") + dialect.integer;
+  if (kind == "uuid")
+    return std::string("% ") + dialect.uuid + " NOT NULL" + dialect.uuidCheck;
+  if (kind == "bytes")
+    return std::string("% ") + dialect.bytes + " NOT NULL";
+  if (kind == "real or none")
+    return std::string("% ") + dialect.real;
+  if (kind == "integer or none")
+    return number;
+  if (kind == "integer")
+    return number + " NOT NULL";
+  if (kind == "count")
+    return number + " NOT NULL CHECK (% BETWEEN 0 AND 4294967295)";
+  if (kind == "flag")
+    return number + " NOT NULL CHECK (% IN (0, 1))";
+  return kind == "keep" ? dialect.keepBytesAsTheyAre : dialect.strictTable;
+}
+
 std::string inDialect(std::string script, SqlDialect const& dialect)
 {
-  if (dialect.keepBytesAsTheyAre[0] == '\0')
+  for (std::size_t at = script.find('{'); at != std::string::npos; at = script.find('{', at))
   {
-    replaceAll(script, "ALTER TABLE measurement {keep};", "");
-    replaceAll(script, "ALTER TABLE trend {keep};", "");
+    std::size_t const size = script.find('}', at) + 1 - at;
+    std::string const placeholder = script.substr(at + 1, size - 2);
+    std::size_t const space = placeholder.rfind(' ');
+    std::string words = wordsFor(std::string_view(placeholder).substr(0, space), dialect);
+    replaceAll(words, "%", std::string_view(placeholder).substr(space + 1));
+    script.replace(at, size, words);
   }
-  for (auto const& [placeholder, name] : {std::pair{"{uuid}", dialect.uuid},
-                                          {"{integer}", dialect.integer},
-                                          {"{real}", dialect.real},
-                                          {"{bytes}", dialect.bytes},
-                                          {"{keep}", dialect.keepBytesAsTheyAre}})
-    replaceAll(script, placeholder, name);
   return script;
 }
 
@@ -131,7 +151,7 @@ void writeVersion(SqlConnection& connection, std::size_t version)
 void createVersionTable(SqlConnection& connection)
 {
   connection.RequireRoomForTables();
-  connection.RunScript("create store", inDialect("CREATE TABLE qen_store (version {integer} NOT NULL);"
+  connection.RunScript("create store", inDialect("CREATE TABLE qen_store ({integer version}){strict table};"
                                                  "INSERT INTO qen_store VALUES (0)",
                                                  connection.Dialect()));
 }

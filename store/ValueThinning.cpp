@@ -48,6 +48,12 @@ unsigned long long byteCountOf(TrendDataDO const& stored)
   return stored.getData().size() + stored.getTrendDataDetails().size();
 }
 
+[[noreturn]] void refuseMissing(Uuid const& trend)
+{
+  throw ExceptionFactory(kSourceUnit, __LINE__)
+      .createException<TrendException>("Trend %s is not there any more!", trend.ToString().c_str());
+}
+
 void requireSoundEntries(Trend const& trend)
 {
   std::vector<trend_entry_t> const& entries = trend.GetTrendEntryVector();
@@ -282,8 +288,7 @@ std::vector<ValueThinning::Strand> ValueThinning::readStrands(std::vector<TrendS
   {
     std::optional<TrendDataDO> const stored = database_.FindTrend(device_, summary.trend);
     if (!stored)
-      throw ExceptionFactory(kSourceUnit, __LINE__)
-          .createException<TrendException>("Trend %s is not there any more!", summary.trend.ToString().c_str());
+      refuseMissing(summary.trend);
     Trend const trend(*stored);
     requireSoundEntries(trend);
     result.bytesRead += byteCountOf(*stored);
@@ -387,7 +392,9 @@ void ValueThinning::replace(Strand const& strand, std::vector<EntryRange> const&
 {
   for (Strand::Row const& row : strand.Rows())
   {
-    database_.DeleteTrend(device_, row.trend);
+    // What took its place since it was read, an open trend perhaps, is not this run's to delete.
+    if (!database_.deleteThinnedRow(device_, row.trend, value_))
+      refuseMissing(row.trend);
     // What this run made itself is not there afterwards, nor was it before.
     if (made_.erase(row.trend) != 0)
       result.after -= row.size;

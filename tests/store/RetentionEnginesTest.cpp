@@ -161,3 +161,36 @@ TEST_P(RetentionOnEngine, DamagedTrendKeepsItsValueAsItIsAndLetsTheOthersThrough
   }
   EXPECT_TRUE(RowsOf(database, kDevice, query) == before);
 }
+
+#ifdef QEN_POSTGRES
+// A transaction that only puts in open trends takes no ledger, and so does not wait for a run, nor the run for it.
+TEST_P(RetentionOnEngine, TrendThatIsOpenedWhileARunReplacesItIsNotDeleted)
+{
+  if (IsSqlite())
+    return; // has one writer at a time
+  DeviceDatabase database = Open();
+  Fill(database);
+  Uuid const opened = database.ListTrends(kDevice, {Value(1), true, {}, 1}).front().trend;
+  TrendQuery const query{Value(1), std::nullopt, {}, 1000};
+  DeviceDatabase::Transaction writing(database);
+  TrendDataDO trend = *database.FindTrend(kDevice, opened);
+  trend.setClosed(false);
+  database.PutTrend(kDevice, trend);
+  StoredRows const before = RowsOf(database, kDevice, query);
+  std::vector<RetentionResult> results;
+  {
+    std::jthread const run(
+        [&]
+        {
+          DeviceDatabase own = Open();
+          results = Thin(own, kStoreStart + 60 * kDay);
+        });
+    while (Run("SELECT COUNT(*) FROM pg_locks WHERE NOT granted") == "0")
+      std::this_thread::yield();
+    writing.Commit();
+  }
+  for (RetentionResult const& result : results)
+    EXPECT_EQ(result.error, result.value == Value(1) ? "Trend " + opened.ToString() + " is not there any more!" : "");
+  EXPECT_TRUE(RowsOf(database, kDevice, query) == before);
+}
+#endif

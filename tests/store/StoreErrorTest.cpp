@@ -160,7 +160,8 @@ TEST_P(StoreErrors, RowWithANumberThatIsNoneIsRefusedAndTheOthersAreRead)
   DeviceDatabase database = Open();
   database.PutTrend(kDevice, MakeTrend(NumberedUuid(1), kValue, false, 1, 1, 1));
   database.PutTrend(kDevice, MakeTrend(NumberedUuid(2), kValue, false, 2, 2, 2));
-  Run("UPDATE trend SET trend_id = -1 WHERE first_time = 1");
+  Run(Say("PRAGMA ignore_check_constraints = ON;", "ALTER TABLE trend DROP CONSTRAINT trend_trend_id_check;") +
+      "UPDATE trend SET trend_id = -1 WHERE first_time = 1");
   ExpectThrow<DatabaseException>([&] { database.FindTrend(kDevice, NumberedUuid(1)); },
                                  "find trend: column 1 holds a value of a wrong kind", "SqlConnection.cpp");
   ExpectSame(*database.FindTrend(kDevice, NumberedUuid(2)), MakeTrend(NumberedUuid(2), kValue, false, 2, 2, 2));
@@ -274,17 +275,45 @@ TEST_F(SpoiltStore, ValuesOfOtherTypesAreRefusedAndOtherRowsAreRead)
                                    "SqlConnection.cpp");
   ExpectSame(*database.FindTrend(kDevice, NumberedUuid(8)), MakeTrend(NumberedUuid(8), kValue, true, 8, 8, 1));
   EXPECT_EQ(database.ListMeasurements(kDevice).size(), 40u);
+  EXPECT_EQ(database.CheckIntegrity(), std::vector<std::string>{"table trend takes values of any kind"});
   ExpectThrow<DatabaseException>([&] { database.ListTrends(kDevice); },
                                  "list trends: column 5 holds a value of a wrong kind", "SqlConnection.cpp");
 }
 
-TEST_F(SpoiltStore, FlagsOtherThanOneAreTrue)
+TEST_F(SpoiltStore, NobodyPutsInWhatWouldMakeARowUnreadable)
 {
   Fill();
-  Run("UPDATE trend SET closed = 7, trend_flag = -1 WHERE first_time = 1");
-  auto const found = DeviceDatabase(Url()).FindTrend(kDevice, NumberedUuid(1));
-  EXPECT_TRUE(found->getClosed());
-  EXPECT_TRUE(found->getCurrentUuid().getFlag());
+  for (char const* const hostile :
+       {"data = 'text'", "data = NULL", "details = 5", "value_id = -1", "entry_count = 4294967296", "closed = 2",
+        "trend_flag = -1", "base_uuid = x'00'", "trend_uuid = 'text of 16 bytes'", "last_time = 'z'"})
+  {
+    SCOPED_TRACE(hostile);
+    EXPECT_ANY_THROW(Run(std::string("UPDATE trend SET ") + hostile + " WHERE first_time = 1"));
+  }
+  for (char const* const hostile :
+       {"INSERT INTO device VALUES (x'01', x'')", "INSERT INTO bookmark VALUES (zeroblob(16), zeroblob(16), 'abc')",
+        "UPDATE measurement SET time_stamp = 'a'", "UPDATE retention SET hour_until = 'x'",
+        "UPDATE retention SET day_count = -1"})
+  {
+    SCOPED_TRACE(hostile);
+    EXPECT_ANY_THROW(Run(hostile));
+  }
+}
+
+TEST_F(SpoiltStore, ValuesThatWereForcedInAreFound)
+{
+  Fill();
+  EXPECT_EQ(DeviceDatabase(Url()).CheckIntegrity(), std::vector<std::string>());
+  Run("PRAGMA ignore_check_constraints = ON; UPDATE trend SET closed = 2 WHERE first_time = 1");
+  EXPECT_EQ(DeviceDatabase(Url()).CheckIntegrity(), std::vector<std::string>{"CHECK constraint failed in trend"});
+}
+
+TEST_F(SpoiltStore, RowsWithoutTheirDeviceAreFound)
+{
+  Fill();
+  Run("DELETE FROM device");
+  EXPECT_EQ(DeviceDatabase(Url()).CheckIntegrity(),
+            std::vector<std::string>{"rows of device " + kDevice.ToString() + ", which is not there"});
 }
 
 TEST_F(SpoiltStore, TriggersOfAnAttackerCannotCallDangerousFunctions)

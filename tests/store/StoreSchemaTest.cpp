@@ -4,15 +4,20 @@
 #include "store/DatabaseUrl.h"
 #include "support/Expectations.h"
 #include "support/StoreTest.h"
+#include "support/StoredObjects.h"
 
 namespace
 {
-constexpr char const* kOne[] = {"CREATE TABLE measurement (data {bytes}); ALTER TABLE measurement {keep};"
-                                "INSERT INTO measurement VALUES (NULL);"};
+constexpr char const* kOne[] = {"CREATE TABLE measurement ({bytes data}){strict table};{keep measurement}"
+                                "CREATE TABLE counted ({integer or none number}){strict table};"
+                                "INSERT INTO counted VALUES (NULL);"};
 constexpr char const* kTwo[] = {kOne[0],
-                                "CREATE TABLE added (uuid {uuid}, number {integer}, value {real});"
+                                "CREATE TABLE added ({integer number}, {real or none value}){strict table};"
                                 "INSERT INTO added (number) VALUES (41); UPDATE added SET number = number + 1"};
-constexpr char const* kBroken[] = {kOne[0], "CREATE TABLE added (number {integer}); SELECT * FROM nowhere"};
+constexpr char const* kBroken[] = {kOne[0], "CREATE TABLE added ({integer number}); SELECT * FROM nowhere"};
+constexpr char const* kKinds[] = {
+    "CREATE TABLE kinds ({uuid a}, {count b}, {flag c}, {integer d}, {bytes e}, {real or none f}, "
+    "{integer or none g}){strict table}"};
 
 class StoreSchemas : public StoreTest
 {
@@ -35,7 +40,7 @@ TEST_P(StoreSchemas, EmptyDatabaseGetsAllMigrationsAtOnce)
 {
   StoreSchema::Migrate(*connection_, kTwo);
   EXPECT_EQ(Run("SELECT version FROM qen_store"), "2");
-  EXPECT_EQ(Run("SELECT COUNT(*) FROM measurement"), "1");
+  EXPECT_EQ(Run("SELECT COUNT(*) FROM counted"), "1");
   EXPECT_EQ(Run("SELECT number FROM added"), "42");
 }
 
@@ -47,7 +52,7 @@ TEST_P(StoreSchemas, OlderStoreGetsOnlyWhatItLacks)
   StoreSchema::Migrate(*connection_, kTwo);
   EXPECT_EQ(Run("SELECT version FROM qen_store"), "2");
   EXPECT_EQ(Run("SELECT COUNT(*) FROM qen_store"), "1");
-  EXPECT_EQ(Run("SELECT COUNT(*) FROM measurement"), "1");
+  EXPECT_EQ(Run("SELECT COUNT(*) FROM counted"), "1");
   EXPECT_EQ(Run("SELECT number FROM added"), "42");
 }
 
@@ -112,4 +117,29 @@ TEST_P(StoreSchemas, FileOfAnotherProgramIsLeftAloneWhileADatabaseServesSeveral)
     EXPECT_EQ(Run("SELECT version FROM qen_store"), "1");
   }
   EXPECT_EQ(Run("SELECT number FROM foreign_table"), "7");
+}
+
+TEST_P(StoreSchemas, ColumnsTakeValuesOfTheirKindOnly)
+{
+  StoreSchema::Migrate(*connection_, kKinds);
+  SqlText const put{"put kinds", "INSERT INTO kinds VALUES ($1, $2, $3, $4, $5, $6, $7)"};
+  Uuid const uuid = NumberedUuid(1);
+  std::string const bytes = "bytes";
+  std::vector<SqlParameter> const good{uuid, 4294967295U, true, -1LL, bytes, 0.5, 0LL};
+  connection_->Execute(put, good);
+  for (auto const& [column, wrong] : std::vector<std::pair<std::size_t, SqlParameter>>{
+           {0, bytes}, {1, -1LL}, {1, 4294967296LL}, {2, 2LL}, {2, -1LL}, {3, bytes}, {5, bytes}, {6, bytes}})
+  {
+    SCOPED_TRACE(column);
+    std::vector<SqlParameter> parameters = good;
+    parameters.at(column) = wrong;
+    EXPECT_THROW(connection_->Execute(put, parameters), DatabaseException);
+  }
+  EXPECT_EQ(Run("SELECT COUNT(*) FROM kinds"), "1");
+  for (char const* const column : {"a", "b", "c", "d", "e"})
+  {
+    SCOPED_TRACE(column);
+    EXPECT_ANY_THROW(Run(std::string("UPDATE kinds SET ") + column + " = NULL"));
+  }
+  Run("UPDATE kinds SET f = NULL, g = NULL");
 }

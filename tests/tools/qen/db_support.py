@@ -60,6 +60,15 @@ class StoreTest(ToolTest):
         finally:
             connection.close()
 
+    def loosen(self, *tables, store="qen.db"):
+        """Makes the tables ones that take values of any kind, as those of an attacker may."""
+        connection = sqlite3.connect(self.path(store).decode())
+        connection.execute("PRAGMA writable_schema = ON")
+        for table in tables:
+            connection.execute("UPDATE sqlite_schema SET sql = replace(sql, ') STRICT', ')') WHERE name = ?", (table,))
+        connection.commit()
+        connection.close()
+
     def contents(self, store="qen.db"):
         """Every row of every table, with the types of its values."""
         return {table: sorted(repr(row) for row in self.rows("SELECT * FROM " + table, store=store)) for table in TABLES}

@@ -79,9 +79,20 @@ class Check(StoreTest):
         self.finds_after("device", "details", b"")
 
     def test_values_of_a_wrong_kind(self):
-        self.finds_after("trend", "data", "text", "trend %s: damaged: row: find trend: column 14 holds a value of a wrong kind" % TREND)
+        self.loosen("trend", "characteristic_value")
+        self.change("UPDATE trend SET data = 'text'")
         self.change("INSERT INTO characteristic_value VALUES (?, ?, 7, 'text')", DEVICE.bytes, CONFIG.bytes)
-        self.finds("values: damaged: row: list characteristic values: column 1 holds a value of a wrong kind")
+        done = self.run_tool("db", "check", code=1)
+        self.assertEqual(["engine: damaged: structure: table %s takes values of any kind" % table
+                          for table in ("characteristic_value", "trend")] +
+                         ["%s %s" % (DEVICE, finding) for finding in
+                          ("trend %s: damaged: row: find trend: column 14 holds a value of a wrong kind" % TREND,
+                           "values: damaged: row: list characteristic values: column 1 holds a value of a wrong kind")], done.lines())
+
+    def test_rows_without_their_device(self):
+        self.change("DELETE FROM device")
+        done = self.run_tool("db", "check", code=1)
+        self.assertEqual(["engine: damaged: structure: rows of device %s, which is not there" % DEVICE], done.lines())
 
     def test_damage_is_told_in_json(self):
         self.change("UPDATE trend SET entry_count = 3")
