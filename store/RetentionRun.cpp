@@ -11,7 +11,7 @@
 // What is rewritten. A trend that reaches into such a stretch is read; its entries within are thinned, all others are
 // kept bit for bit; what remains is written as new trends in its place. Where a younger class has been at work and an
 // older one is still to come, new trends hold one day each, so that the older one finds its periods in trends of their
-// own. Behind the last class small trends are joined once there are 32 of them.
+// own. Behind the last class small trends are joined once there are 32 of them, and not again.
 //
 // What comes late. A closed trend that is put into a time that was thinned already sets the ledger back to its first
 // entry, and the next run thins from there on. That does no harm: with the same slots an entry that stayed stays. The

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 #include <deque>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -22,7 +21,9 @@ namespace
 using EntryRange = std::span<trend_entry_t const>;
 
 constexpr char const kSourceUnit[] = "ValueThinning.cpp";
-/// So many small trends are joined at once: each entry is written once more for it, and a year leaves a dozen trends.
+/// So many small trends are joined at once: each entry is written once more for it, and a year leaves eleven trends.
+/// Those stay as they are. Joining them again would save a value 17 KB a year, but a run would read a thousand days at
+/// once, to join them and after a late trend.
 constexpr std::size_t kJoinedTrends = 32;
 
 /// The entries of a time range, which ends before `to`.
@@ -41,6 +42,12 @@ void sortOldestFirst(std::vector<TrendSummary>& rows)
 {
   std::ranges::sort(
       rows, {}, [](TrendSummary const& row) { return std::tuple(row.firstTimeStamp, row.lastTimeStamp, row.trend); });
+}
+
+bool reachesIntoAny(std::vector<ThinningStretch> const& stretches, TrendSummary const& row)
+{
+  return std::ranges::any_of(stretches, [&row](ThinningStretch const& stretch)
+                             { return row.lastTimeStamp >= stretch.from && row.firstTimeStamp < stretch.to; });
 }
 
 unsigned long long byteCountOf(TrendDataDO const& stored)
@@ -229,18 +236,20 @@ RetentionResult ValueThinning::Run(ThinningObserver* observer)
   return result;
 }
 
+// One list for all stretches, a round trip where there would be up to four. The engine looks at no row more for it: the
+// index leads from the start of the first stretch to the newest trend, whatever the end. And all but the first stretch
+// lie within four weeks, so there is little between them that is listed in vain.
 std::vector<TrendSummary> ValueThinning::dueRows(RetentionPlan const& plan)
 {
-  std::vector<TrendSummary> rows;
-  for (ThinningStretch const& stretch : plan.stretches)
-  {
-    TrendQuery const query{value_, true, {stretch.from, stretch.to - 1}, std::numeric_limits<unsigned int>::max()};
-    std::ranges::move(database_.ListTrends(device_, query), std::back_inserter(rows));
-  }
+  if (plan.stretches.empty())
+    return {};
+  TrendQuery const query{value_,
+                         true,
+                         {plan.stretches.front().from, plan.stretches.back().to - 1},
+                         std::numeric_limits<unsigned int>::max()};
+  std::vector<TrendSummary> rows = database_.ListTrends(device_, query);
+  std::erase_if(rows, [&](TrendSummary const& row) { return !reachesIntoAny(plan.stretches, row); });
   sortOldestFirst(rows);
-  // One that reaches into several stretches was found for each.
-  auto const isSame = [](TrendSummary const& left, TrendSummary const& right) { return left.trend == right.trend; };
-  rows.erase(std::unique(rows.begin(), rows.end(), isSame), rows.end());
   return rows;
 }
 

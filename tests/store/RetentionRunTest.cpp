@@ -161,6 +161,18 @@ TEST(RetentionRun, WhatOneRunMakesIsClosedCompressedAndCarriesTheIdentityOfTheFi
   EXPECT_EQ(result.after.bytes, made.data.size() + made.details.size());
 }
 
+// The second hour starts at minute 60, and so does the stretch of the second run.
+TEST(RetentionRun, TrendThatEndsWhereAPeriodStartsIsThinnedWithIt)
+{
+  RetentionStore store(kOne);
+  store.Put(minutes({0, 10, 60}));
+  store.Put(minutes({61, 90}, 1, 3));
+  EXPECT_EQ(store.Run(kStoreStart + 2 * kHour).error, "");
+  EXPECT_EQ(minutesOf(store), (std::vector<long long>{10, 60, 61, 90}));
+  EXPECT_EQ(store.Run(kStoreStart + 3 * kHour).error, "");
+  EXPECT_EQ(minutesOf(store), (std::vector<long long>{10, 90}));
+}
+
 TEST(RetentionRun, SecondRunAtTheSameTimeWritesNothing)
 {
   RetentionStore store({100, 366, 6, 12, 6, 3});
