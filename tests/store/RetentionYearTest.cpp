@@ -43,6 +43,53 @@ private:
   TrendParts parts_;
 };
 
+constexpr int kDays = 365;
+/// So many small trends behind the oldest class are joined at once; there is one for each day.
+constexpr int kJoined = 32;
+
+/// What runs read, those that join small trends told apart, and what they leave.
+class Readings
+{
+public:
+  void Add(RetentionResult const& run, long long now, std::vector<TrendSummary> const& left)
+  {
+    ++runs_;
+    all_ += run.bytesRead;
+    // The last of them was made by the same run, and does not count as one that was there before.
+    bool const hasJoined = run.before.trends >= kJoined - 1;
+    joining_ += hasJoined ? 1 : 0;
+    unsigned long long& most = hasJoined ? mostWithJoining_ : mostWithout_;
+    most = std::max(most, run.bytesRead);
+    mostTrends_ = std::max(mostTrends_, left.size());
+    for (TrendSummary const& trend : left)
+      if (trend.lastTimeStamp < now - 28 * kDay && trend.lastTimeStamp - trend.firstTimeStamp < kDay)
+        largestSmall_ = std::max(largestSmall_, trend.byteCount);
+  }
+
+  void ExpectBounded(unsigned long long stored) const
+  {
+    std::printf(
+        "stored %llu bytes in at most %zu trends; a run read %llu bytes (%.2f %%) on average, %llu at most, %llu "
+        "when it joined small trends of up to %llu\n",
+        stored, mostTrends_, all_ / runs_, 100.0 * double(all_) / runs_ / double(stored), mostWithout_,
+        mostWithJoining_, largestSmall_);
+    EXPECT_LT(all_ / runs_, stored / 100);
+    EXPECT_EQ(joining_, 1u);
+    EXPECT_LE(mostWithJoining_, kJoined * largestSmall_ + mostWithout_);
+    // A closed trend a day and the open one, small ones that wait for each other, and one for each time they did not.
+    EXPECT_LE(mostTrends_, std::size_t{28 + 2 + kJoined - 1 + kDays / kJoined});
+  }
+
+private:
+  unsigned int runs_ = 0;
+  unsigned int joining_ = 0;
+  unsigned long long all_ = 0;
+  unsigned long long mostWithout_ = 0;
+  unsigned long long mostWithJoining_ = 0;
+  unsigned long long largestSmall_ = 0; ///< of the trends of one day behind the oldest class, bytes
+  std::size_t mostTrends_ = 0;
+};
+
 unsigned long long storedBytes(RetentionStore& store)
 {
   DeviceStatistics const statistics = store.database.ReadStatistics(store.device);
@@ -55,10 +102,7 @@ TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
   RetentionStore store({100000, 366, 6, 72, 24, 12});
   Writer writer(store, 288);
   std::set<EntryBytes> raw;
-  unsigned long long bytesRead = 0;
-  unsigned long long mostRead = 0;
-  unsigned int runs = 0;
-  constexpr int kDays = 365;
+  Readings readings;
   unsigned int mark = 0;
   for (int hour = 0; hour < kDays * 24; ++hour)
   {
@@ -77,14 +121,11 @@ TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
       }
     }
     writer.Flush();
-    RetentionResult const result = store.Run(kStoreStart + (hour + 1) * kHour);
+    long long const now = kStoreStart + (hour + 1) * kHour;
+    RetentionResult const result = store.Run(now);
     ASSERT_EQ(result.error, "");
-    if (hour >= (kDays - 28) * 24)
-    {
-      bytesRead += result.bytesRead;
-      mostRead = std::max(mostRead, result.bytesRead);
-      ++runs;
-    }
+    if (hour >= (kDays - kJoined) * 24)
+      readings.Add(result, now, store.database.ListTrends(store.device));
   }
   std::map<std::pair<long long, int>, unsigned int> perDayAndStatus;
   for (EntryBytes const& entry : EntriesOf(store.Rows()))
@@ -100,9 +141,5 @@ TEST(RetentionYear, HourlyRunsKeepWhatTheSettingsSayOfEachDayAndStatus)
     EXPECT_EQ((perDayAndStatus[{day, 1}]), expected) << "day " << day;
     EXPECT_EQ((perDayAndStatus[{day, 3}]), day % 3 == 0 ? expected : 0) << "day " << day;
   }
-  unsigned long long const stored = storedBytes(store);
-  std::printf("stored %llu bytes in %zu trends; a run read %.0f bytes (%.2f %%) on average, %llu at most\n", stored,
-              store.database.ListTrends(store.device).size(), double(bytesRead) / runs,
-              100.0 * bytesRead / runs / stored, mostRead);
-  EXPECT_LT(bytesRead / runs, stored / 100);
+  readings.ExpectBounded(storedBytes(store));
 }
