@@ -124,6 +124,20 @@ TEST_F(PostgresSessions, CommitOfAFailedTransactionIsAnError)
   EXPECT_EQ(Value(connection, "(SELECT COUNT(*) FROM probe)"), "0");
 }
 
+TEST_F(PostgresSessions, TransactionThatCannotBeCommittedIsOver)
+{
+  DeviceDatabase database(url_);
+  PostgresServer::Run(url_, "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
+                            "'BEGIN RAISE EXCEPTION ''not this one''; END'; "
+                            "CREATE CONSTRAINT TRIGGER refusal AFTER INSERT ON device "
+                            "DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION refuse()");
+  ExpectThrow<DatabaseException>([&] { database.PutDevice(NumberedUuid(1), MakeDevice("")); }, "commit: not this one",
+                                 kFile);
+  // Within a transaction a session that ended would not be opened anew.
+  server_.Restart();
+  EXPECT_TRUE(database.ListDevices().empty());
+}
+
 TEST_F(PostgresSessions, PatienceIsTheLockTimeout)
 {
   auto const lockTimeout = [&](long long milliseconds)
@@ -309,7 +323,7 @@ TEST(PostgresUrl, UrlThatCannotBeReadIsRefused)
 {
   for (char const* const url :
        {"postgresql://host/base?colour=red", "postgresql://host:12ab/base", "postgresql://host/base?colour",
-        "postgres://%zz/", "postgresql://a@b@host/base", "postgresql://[::1/base"})
+        "postgres://%zz/", "postgresql://a@b@host/base", "postgresql://[::1/base", "postgresql://user:12/3@host/base"})
     ExpectThrow<DatabaseException>([&] { DatabaseUrl::Connect(url, {}); }, "open postgresql: the URL cannot be read",
                                    kFile);
 }

@@ -1,5 +1,6 @@
 // Runs of retention on each engine leave what they leave in memory.
 
+#include "store/RetentionLedger.h"
 #include "store/RetentionRun.h"
 #include "store/RetentionSimulation.h"
 #include "support/StoreSupport.h"
@@ -194,3 +195,19 @@ TEST_P(RetentionOnEngine, TrendThatIsOpenedWhileARunReplacesItIsNotDeleted)
   EXPECT_TRUE(RowsOf(database, kDevice, query) == before);
 }
 #endif
+
+TEST_P(RetentionOnEngine, RunThatFindsNothingToDoWaitsForNoWriter)
+{
+  DeviceDatabase database = Open();
+  Fill(database);
+  long long const now = kStoreStart + 60 * kDay;
+  Thin(database, now);
+  DeviceDatabase::Transaction const transaction(database);
+  for (unsigned int const value : {0u, 1u, 2u})
+    RetentionLedger(database, kDevice, Value(value)).Take();
+  DeviceDatabase impatient = Open({false, std::chrono::milliseconds(1)});
+  std::vector<RetentionResult> const results = Thin(impatient, now);
+  ASSERT_EQ(results.size(), 3u);
+  for (RetentionResult const& result : results)
+    EXPECT_EQ(result.error, "");
+}

@@ -338,7 +338,7 @@ TEST(RetentionOpenTrend, StaysAsItIsAndItsPeriodWaits)
 {
   RetentionStore store(kOne);
   store.Put(minutes({0, 1, 60, 61}));
-  TrendParts const open = TrendWith(minutes({62, 63, 64}));
+  TrendParts const open = TrendWith(minutes({62, 63, 130}));
   Uuid const openUuid = store.Put(open, false);
   StoredRow const before = store.Rows().at(openUuid);
   ASSERT_EQ(store.Run(kStoreStart + 5 * kHour).error, "");
@@ -683,6 +683,7 @@ TEST(RetentionDevice, OtherDevicesStayAsTheyAre)
   EXPECT_EQ(minutesOf(store), Minutes{2});
   store.device = CountingUuid(0xd0);
   EXPECT_TRUE(store.Rows() == others);
+  EXPECT_FALSE(RetentionLedger(store.database, store.device, store.value).Look()->anchor);
 }
 
 TEST(RetentionTrendSize, MadeTrendsHoldAtMostTheMaximum)
@@ -767,6 +768,62 @@ TEST(RetentionTrendSize, JoinedTrendsAreCountedOnce)
     ASSERT_EQ(std::tuple(result.after.trends, result.after.entries, result.after.bytes),
               std::tuple(made.trends, made.entries, made.bytes));
   }
+}
+
+TEST(RetentionTrendSize, JoinedTrendsAreNotJoinedAgain)
+{
+  RetentionStore store({1000, 366, 1, 2, 2, 2});
+  std::size_t most = 0;
+  std::vector<unsigned int> behind;
+  for (int day = 0; day < 110; ++day)
+  {
+    store.Put(EntriesEvery(kHour, kStoreStart + day * kDay, kStoreStart + (day + 1) * kDay, 1, 24 * day));
+    ASSERT_EQ(store.Run(kStoreStart + (day + 1) * kDay).error, "");
+    behind.clear();
+    for (auto const& [uuid, row] : store.Rows())
+      if (row.last < kStoreStart + (day + 1 - 28) * kDay)
+        behind.push_back(row.count);
+    most = std::max(most, behind.size());
+  }
+  // 82 days of two entries are behind. The first 32 are one trend of 64 by the time that 31 others stand beside it, and
+  // only the next one has all of those joined.
+  EXPECT_EQ(most, 32U);
+  std::vector<unsigned int> expected(18, 2);
+  expected.insert(expected.end(), {64, 64});
+  std::sort(behind.begin(), behind.end());
+  EXPECT_EQ(behind, expected);
+}
+
+TEST(RetentionTrendSize, TrendsOfMoreThanHalfTheMaximumAreNotJoined)
+{
+  // 24 of 40 entries a day: two of them would not fit into one.
+  RetentionStore store({40, 366, 1, 24, 24, 24});
+  for (int day = 0; day < 62; ++day)
+  {
+    store.Put(EntriesEvery(kHour, kStoreStart + day * kDay, kStoreStart + (day + 1) * kDay, 1, 24 * day));
+    ASSERT_EQ(store.Run(kStoreStart + (day + 1) * kDay).error, "");
+  }
+  std::size_t behind = 0;
+  for (auto const& [uuid, row] : store.Rows())
+    if (row.last < kStoreStart + 34 * kDay)
+    {
+      ++behind;
+      EXPECT_EQ(row.count, 24U);
+    }
+  EXPECT_EQ(behind, 34U);
+}
+
+TEST(RetentionRun, TrendThatBeginsWhereAStretchEndsIsNotRead)
+{
+  RetentionStore store(kOne);
+  Uuid const ripe = store.Put(minutes({0, 30}));
+  Uuid const young = store.Put(minutes({60, 70}));
+  StoredRow const first = store.Rows().at(ripe);
+  RetentionResult const result = store.Run(kStoreStart + 2 * kHour);
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(result.bytesRead, first.data.size() + first.details.size());
+  EXPECT_EQ(store.Rows().count(ripe), 0U);
+  EXPECT_EQ(store.Rows().count(young), 1U);
 }
 
 TEST(RetentionRun, TrendsWithoutEntriesStay)

@@ -234,6 +234,19 @@ TEST(RetentionSimulation, TellsOpenTrendsAndWhatWaitsForThem)
                                                                    {kDay + 601 * kMinute, Verdict::open_trend}}));
 }
 
+TEST(RetentionSimulation, EntriesWithOneTimeStampAreToldInTheOrderOfTheirTrends)
+{
+  RetentionStore store({1000, 366, 0, 0, 0, 0});
+  std::vector<EntryBytes> const older = minutes({10, 20});
+  std::vector<EntryBytes> const newer = minutes({20, 30}, 1, 50);
+  store.Put(newer);
+  store.Put(older);
+  std::vector<EntryBytes> told;
+  for (Explanation const& explanation : explain(store, kStoreStart + kDay))
+    told.push_back(ToBytes(explanation.entry));
+  EXPECT_EQ(told, (std::vector<EntryBytes>{older[0], older[1], newer[0], newer[1]}));
+}
+
 TEST(RetentionSimulation, OnlyOpenTrendsAreToldAsOpen)
 {
   RetentionStore store(kCounts);

@@ -1,11 +1,13 @@
 // The settings with which an SQLite file is used, and what only this engine does.
 #include "store/SqliteConnection.h"
 #include "store/DatabaseException.h"
+#include "store/StoreTransaction.h"
 #include "support/Expectations.h"
 #include "support/SqliteFile.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 namespace
 {
@@ -91,4 +93,35 @@ TEST(SqliteConnection, TransactionInATransactionIsAnError)
   connection.Begin();
   ExpectThrow<DatabaseException>([&] { connection.Begin(); }, "begin: cannot start a transaction within a transaction",
                                  "SqliteConnection.cpp");
+}
+
+TEST(SqliteConnection, BytesForWhichThereIsNoMemoryAreAnError)
+{
+  SqliteConnection connection(":memory:", {});
+  SqlText const statement{"read zeros", "SELECT zeroblob(size) FROM (SELECT 1000000 AS size UNION ALL SELECT 0)"};
+  auto const rows = connection.Query(statement, {});
+  ASSERT_TRUE(rows->Next());
+  // The engine makes zeros of a size that it has to look up when it is asked for them.
+  sqlite3_int64 const before = sqlite3_hard_heap_limit64(sqlite3_memory_used() + 100000);
+  ExpectThrow<DatabaseException>([&] { rows->Bytes(0); }, "read zeros: out of memory", "SqliteConnection.cpp");
+  sqlite3_hard_heap_limit64(before);
+}
+
+TEST(SqliteConnection, TransactionThatCannotBeCommittedIsRolledBack)
+{
+  SqliteConnection connection(":memory:", {});
+  connection.RunScript("make tables",
+                       "PRAGMA foreign_keys = ON; CREATE TABLE parent (number INTEGER PRIMARY KEY);"
+                       "CREATE TABLE child (parent INTEGER REFERENCES parent DEFERRABLE INITIALLY DEFERRED)");
+  {
+    StoreTransaction transaction(connection);
+    connection.RunScript("put", "INSERT INTO child VALUES (7)");
+    ExpectThrow<DatabaseException>([&] { transaction.Commit(); }, "commit: FOREIGN KEY constraint failed",
+                                   "SqliteConnection.cpp");
+  }
+  EXPECT_NO_THROW(connection.Begin());
+  SqlText const statement{"count", "SELECT COUNT(*) FROM child"};
+  auto const rows = connection.Query(statement, {});
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(rows->Integer(0), 0);
 }

@@ -1,7 +1,10 @@
 // What a store says about URLs that name none, and about files that others wrote or damaged.
 #include "store/DatabaseException.h"
+#include "store/RetentionLedger.h"
+#include "store/RetentionSimulation.h"
 #include "support/ChildProcess.h"
 #include "support/Expectations.h"
+#include "support/ShrinkRun.h"
 #include "support/StoreTest.h"
 #include "support/StoredObjects.h"
 
@@ -74,6 +77,24 @@ protected:
 
   std::string const& Folder() const { return path_; }
 
+  /// A device with closed trends 2 and 8, of which 2 is listed by its value but cannot be found by its UUID: the index
+  /// of the UUIDs has lost it.
+  void FillWithDamagedIndex() const
+  {
+    {
+      DeviceDatabase database(Url());
+      database.PutDevice(kDevice, DeviceWithCleanup(ShrinkSettings{1000, 366, 1, 1, 1, 1}));
+      for (unsigned int const number : {2U, 8U})
+        database.PutTrend(kDevice, MakeTrend(NumberedUuid(number), kValue, true, number, number, 1));
+    }
+    Run("CREATE TABLE lax AS SELECT * FROM trend; DROP TABLE trend; ALTER TABLE lax RENAME TO trend;"
+        "CREATE INDEX trend_by_value ON trend (device_uuid, value_uuid, last_time);"
+        "CREATE INDEX trend_by_uuid ON trend (device_uuid, trend_uuid) WHERE first_time <> 2;"
+        "PRAGMA writable_schema = ON;"
+        "UPDATE sqlite_schema SET sql = 'CREATE INDEX trend_by_uuid ON trend (device_uuid, trend_uuid)' "
+        "WHERE name = 'trend_by_uuid'");
+  }
+
 private:
   FailingVfs disk_;
   TemporaryDirectory folder_;
@@ -94,6 +115,22 @@ std::string asNobody(std::function<std::string()> const& work)
   return process.Said();
 }
 } // namespace
+
+TEST(DatabaseException, CloneSaysWhatItsOriginalSays)
+{
+  try
+  {
+    DeviceDatabase database("store.db");
+    FAIL() << "opened";
+  }
+  catch (VelmoraException const& exception)
+  {
+    std::unique_ptr<VelmoraException> const clone(exception.clone());
+    ExpectThrow<DatabaseException>([&] { throw dynamic_cast<DatabaseException const&>(*clone); }, exception.what(),
+                                   "DatabaseUrl.cpp");
+    EXPECT_EQ(clone->getLine(), exception.getLine());
+  }
+}
 
 TEST(StoreUrl, UrlOfAnUnknownEngineIsRefused)
 {
@@ -278,6 +315,38 @@ TEST_F(SpoiltStore, ValuesOfOtherTypesAreRefusedAndOtherRowsAreRead)
   EXPECT_EQ(database.CheckIntegrity(), std::vector<std::string>{"table trend takes values of any kind"});
   ExpectThrow<DatabaseException>([&] { database.ListTrends(kDevice); },
                                  "list trends: column 5 holds a value of a wrong kind", "SqlConnection.cpp");
+}
+
+TEST_F(SpoiltStore, TrendThatIsListedButCannotBeFoundStopsItsValue)
+{
+  FillWithDamagedIndex();
+  DeviceDatabase database(Url());
+  ASSERT_EQ(database.ListTrends(kDevice, {kValue, true, {}, 10}).size(), 2u);
+  ASSERT_FALSE(database.FindTrend(kDevice, NumberedUuid(2)));
+  RetentionSettings settings;
+  settings.now = 100 * kDay;
+  RetentionResult const result = RetentionRun(database, settings).ThinValue(kDevice, kValue);
+  EXPECT_EQ(result.error, "Trend " + NumberedUuid(2).ToString() + " is not there any more!");
+  EXPECT_EQ(database.ListTrends(kDevice, {kValue, true, {}, 10}).size(), 2u);
+  EXPECT_FALSE(RetentionLedger(database, kDevice, kValue).Look()->anchor);
+}
+
+TEST_F(SpoiltStore, TrendThatIsListedButCannotBeFoundIsNotSimulated)
+{
+  FillWithDamagedIndex();
+  DeviceDatabase database(Url());
+  ExpectThrow<DatabaseException>([&] { RetentionSimulation(database, kDevice, kValue); },
+                                 "copy trends: " + NumberedUuid(2).ToString() + " was replaced meanwhile",
+                                 "RetentionSimulation.cpp");
+}
+
+TEST_F(SpoiltStore, LedgerThatATriggerKeepsAwayCannotBeTaken)
+{
+  Fill();
+  Run("CREATE TRIGGER evil BEFORE INSERT ON retention BEGIN SELECT RAISE(IGNORE); END");
+  DeviceDatabase database(Url());
+  ExpectThrow<DatabaseException>([&] { RetentionLedger(database, kDevice, NumberedUuid(0xc9)).Take(); },
+                                 "read ledger: there is none", "RetentionLedger.cpp");
 }
 
 TEST_F(SpoiltStore, NobodyPutsInWhatWouldMakeARowUnreadable)

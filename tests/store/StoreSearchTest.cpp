@@ -314,6 +314,9 @@ TEST_P(StoreSearch, StatisticsCountWhatADeviceTakesUp)
   database.PutCharacteristicValue(kDevice, kValue, 1, AtTime(1));
   database.PutCharacteristicValue(kDevice, NumberedUuid(0xc2), 1, AtTime(1));
   database.PutMeasurement(kOther, MakeMeasurement(NumberedUuid(1), 1));
+  database.PutTrend(kOther, MakeTrend(NumberedUuid(1), kValue, false, 1, 2, 5));
+  database.PutTrend(kOther, MakeTrend(NumberedUuid(2), kValue, true, 1, 2, 5));
+  database.PutCharacteristicValue(kOther, kValue, 1, AtTime(1));
 
   DeviceStatistics const statistics = database.ReadStatistics(kDevice);
   EXPECT_EQ(statistics.measurements.count, 2u);

@@ -1,5 +1,6 @@
 // Several calls as one, and several connections at once.
 #include "store/DatabaseException.h"
+#include "store/RetentionLedger.h"
 #include "support/ChildProcess.h"
 #include "support/Expectations.h"
 #include "support/StoreTest.h"
@@ -188,6 +189,34 @@ TEST_P(StoreConcurrency, WriterWaitsForTheEndOfAnothersTransaction)
   // Had it not waited, the other one's trend would stand there.
   EXPECT_EQ(other.Said(), "committed");
   ExpectSame(*database.FindTrend(kDevice, NumberedUuid(1)), trend(1, 6));
+}
+
+TEST_P(StoreConcurrency, ClosedTrendWaitsForTheLedgerBeforeItTouchesItsRow)
+{
+  TrendDataDO const first = MakeTrend(NumberedUuid(1), kValue, true, 1, 1, 1);
+  TrendDataDO const second = MakeTrend(NumberedUuid(1), kValue, true, 2, 2, 2);
+  DeviceDatabase(Url()).PutTrend(kDevice, first);
+  Signal isHolding;
+  ChildProcess other(
+      [&]
+      {
+        isHolding.Await();
+        DeviceDatabase database = Open({false, std::chrono::minutes(2)});
+        database.PutTrend(kDevice, second);
+        return std::string("stored");
+      });
+  DeviceDatabase database = Open({false, std::chrono::minutes(2)});
+  {
+    DeviceDatabase::Transaction transaction(database);
+    RetentionLedger(database, kDevice, kValue).Take();
+    isHolding.Give();
+    usleep(300000);
+    // Had the other one taken the row by now, each would wait for the other.
+    database.DeleteTrend(kDevice, NumberedUuid(1));
+    transaction.Commit();
+  }
+  EXPECT_EQ(other.Said(), "stored");
+  ExpectSame(*database.FindTrend(kDevice, NumberedUuid(1)), second);
 }
 
 TEST_P(StoreConcurrency, StoreIsOpenedWhileAnotherWrites)

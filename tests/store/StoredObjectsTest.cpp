@@ -351,6 +351,14 @@ TEST_P(StoredObjects, ClosedTrendWithEntriesMakesALedgerOfItsValue)
   EXPECT_EQ(Run("SELECT COUNT(*) FROM retention"), "1");
 }
 
+TEST_P(StoredObjects, DeviceWithDetailsOnlyCanBeDeleted)
+{
+  DeviceDatabase database = Open();
+  database.PutDevice(kDevice, MakeDevice("details"));
+  EXPECT_TRUE(database.DeleteDevice(kDevice));
+  EXPECT_FALSE(database.DeleteDevice(kDevice));
+}
+
 TEST_P(StoredObjects, ClosedTrendInThinnedTimeRewindsTheLedgerToItsStart)
 {
   DeviceDatabase database = Open();
@@ -363,4 +371,8 @@ TEST_P(StoredObjects, ClosedTrendInThinnedTimeRewindsTheLedgerToItsStart)
   EXPECT_EQ(Run("SELECT day_until FROM retention"), "50");
   EXPECT_EQ(Run("SELECT week_until FROM retention"), "49");
   EXPECT_EQ(Run("SELECT four_weeks_until FROM retention"), "10");
+  // Before everything that was thinned.
+  database.PutTrend(kDevice, MakeTrend(NumberedUuid(3), kValue, true, 5, 60, 3));
+  for (std::string const column : {"compacted_until", "hour_until", "day_until", "week_until", "four_weeks_until"})
+    EXPECT_EQ(Run("SELECT " + column + " FROM retention"), "5") << column;
 }
