@@ -18,6 +18,7 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
@@ -45,7 +46,9 @@ enum class Call : unsigned char
   RemoveFolder,
   SetMode,
   Duplicate,
-  Close
+  Close,
+  Lock,
+  Map
 };
 
 enum class Kind
@@ -166,8 +169,10 @@ bool CanHave(Call call, bool makesRoom, std::size_t bytes)
   bool const isTransfer = call == Call::Read || call == Call::Write;
   if (call == Call::Duplicate || call == Call::SynchroniseAll) // these do not fail
     return false;
+  if (call == Call::Lock) // these fail when there are too many, or from afar
+    return kind == Kind::Error && error == ENOLCK;
   if (kind == Kind::Kill)
-    return makesRoom ? call != Call::Close : call != Call::Read && call != Call::Open && call != Call::Close;
+    return call != Call::Close && call != Call::Map && (makesRoom || (call != Call::Read && call != Call::Open));
   if (kind == Kind::Short)
     return isTransfer && bytes > 1;
   if (kind != Kind::Error)
@@ -182,6 +187,8 @@ bool CanHave(Call call, bool makesRoom, std::size_t bytes)
   case EACCES:
     return call == Call::Open || call == Call::Rename || call == Call::Exchange || call == Call::Link ||
            call == Call::Unlink || call == Call::MakeFolder;
+  case ENOLCK:
+    return false;
   default:
     return true;
   }
@@ -392,8 +399,8 @@ void SetKind(char const* name)
   };
   constexpr Name kNames[] = {{"none", Kind::None, 0},         {"EIO", Kind::Error, EIO},
                              {"ENOSPC", Kind::Error, ENOSPC}, {"EINTR", Kind::Error, EINTR},
-                             {"EACCES", Kind::Error, EACCES}, {"short", Kind::Short, 0},
-                             {"kill", Kind::Kill, 0}};
+                             {"EACCES", Kind::Error, EACCES}, {"ENOLCK", Kind::Error, ENOLCK},
+                             {"short", Kind::Short, 0},       {"kill", Kind::Kill, 0}};
   for (Name const& one : kNames)
     if (std::strcmp(name, one.text) == 0)
     {
@@ -472,6 +479,22 @@ __attribute__((constructor)) void ReadEnvironment()
     ServeRuns(name);
 }
 
+/// The file that is opened instead: what a database engine takes by chance is the same in each run.
+char const* Opened(char const* path)
+{
+  return folder[0] != '\0' && std::strcmp(path, "/dev/urandom") == 0 ? "/dev/zero" : path;
+}
+
+/// By their numbers for short offsets and for long ones, which are the same where there is one kind only.
+bool IsAboutLocks(int command)
+{
+  constexpr int kCommands[] = {F_GETLK, F_SETLK, F_SETLKW, F_GETLK64, F_SETLK64, F_SETLKW64};
+  for (int const one : kCommands)
+    if (command == one)
+      return true;
+  return false;
+}
+
 mode_t ModeOf(int flags, va_list arguments)
 {
   return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(arguments, unsigned)) : 0;
@@ -503,7 +526,7 @@ extern "C"
     va_start(arguments, flags);                                                                                        \
     mode_t const mode = ModeOf(flags, arguments);                                                                      \
     va_end(arguments);                                                                                                 \
-    return PassOpen(AT_FDCWD, path, flags, [&] { return next(path, flags, mode); });                                   \
+    return PassOpen(AT_FDCWD, path, flags, [&] { return next(Opened(path), flags, mode); });                           \
   }
   QEN_OPEN(open)
   QEN_OPEN(open64)
@@ -713,6 +736,47 @@ extern "C"
     return copy;
   }
 
+  // Engines wait for locks, and before they try again what failed.
+  int usleep(useconds_t time)
+  {
+    NEXT(usleep);
+    return folder[0] != '\0' ? 0 : next(time);
+  }
+
+  // What is written through a mapped file is not seen; an engine maps what it does without after a power failure.
+#define QEN_MMAP(name, offset)                                                                                         \
+  void* name(void* address, size_t length, int protection, int flags, int descriptor, offset position) noexcept        \
+  {                                                                                                                    \
+    NEXT(name);                                                                                                        \
+    void* mapped = MAP_FAILED;                                                                                         \
+    auto const map = [&]                                                                                               \
+    {                                                                                                                  \
+      mapped = next(address, length, protection, flags, descriptor, position);                                         \
+      return mapped == MAP_FAILED ? -1 : 0;                                                                            \
+    };                                                                                                                 \
+    PassDescriptor(Call::Map, descriptor, false, position, map);                                                       \
+    return mapped;                                                                                                     \
+  }
+  QEN_MMAP(mmap, off_t)
+  QEN_MMAP(mmap64, off64_t)
+
+  // Of the many things that it does only taking, giving back and asking for locks can fail.
+#define QEN_FCNTL(name)                                                                                                \
+  int name(int descriptor, int command, ...)                                                                           \
+  {                                                                                                                    \
+    NEXT(name);                                                                                                        \
+    va_list arguments;                                                                                                 \
+    va_start(arguments, command);                                                                                      \
+    void* const argument = va_arg(arguments, void*);                                                                   \
+    va_end(arguments);                                                                                                 \
+    if (!IsAboutLocks(command))                                                                                        \
+      return next(descriptor, command, argument);                                                                      \
+    auto const work = [&] { return next(descriptor, command, argument); };                                             \
+    return PassDescriptor(Call::Lock, descriptor, false, command, work);                                               \
+  }
+  QEN_FCNTL(fcntl)
+  QEN_FCNTL(fcntl64)
+
   int close(int descriptor)
   {
     NEXT(close);
@@ -800,6 +864,7 @@ extern "C"
     std::memset(uuid, 0, 16);
     uuid[6] = 0x40;
     uuid[8] = 0x80;
+    uuid[14] = kind == Kind::None ? static_cast<unsigned char>(at) : 0;
     uuid[15] = ++count;
   }
 

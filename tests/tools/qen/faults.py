@@ -6,6 +6,7 @@ of a disk, `Disk`, tells what can be left in the folder when the power goes.
 """
 
 import contextlib
+import functools
 import itertools
 import os
 import select
@@ -26,7 +27,7 @@ STRIDE = int(os.environ.get("QEN_FAULTS_STRIDE", "1"))
 
 RECORD = struct.Struct("<IBBiiqII")
 CALLS = ("", "open", "read", "write", "synchronise", "synchronise all", "truncate", "rename", "exchange", "link", "unlink", "make folder",
-         "remove folder", "set mode", "duplicate", "close")
+         "remove folder", "set mode", "duplicate", "close", "lock", "map")
 
 
 @unittest.skipUnless(LIBRARY, "QEN_FAULTS_LIBRARY names no library")
@@ -159,9 +160,10 @@ class Scenario:
         if arguments not in self.servers:
             variables = {"QEN_FAULTS_" + name.upper(): os.path.join(self.folder, name) for name in ("out", "err", "log")}
             # The sanitizer's library wants to be the first one, which it is in the program itself.
-            variables.update(QEN_FAULTS_FOLDER=self.work, LD_PRELOAD=LIBRARY,
+            # All symbols are found once, not by each run.
+            variables.update(QEN_FAULTS_FOLDER=self.work, LD_PRELOAD=LIBRARY, LD_BIND_NOW="1",
                              ASAN_OPTIONS=":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"))))
-            if len(self.command) > 1:  # an emulator, which needs no such library itself
+            if len(self.command) > 1 and self.command[0] != sys.executable:  # an emulator, which needs no such library itself
                 variables["QEMU_SET_ENV"] = "LD_PRELOAD=" + variables.pop("LD_PRELOAD")
             self.servers[arguments] = subprocess.Popen(self.command + list(arguments), env=dict(os.environ, **variables), bufsize=0,
                                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -217,9 +219,37 @@ class Node:
 
     def __init__(self, data=b"", durable=b""):
         self.data, self.durable = data, durable
+        self.steps = []  # since it was synchronised: (position, bytes written there), or (new length, None)
 
     def write(self, position, data):
-        self.data = self.data[:position].ljust(position, b"\0") + data + self.data[position + len(data):]
+        self.change((position, data))
+
+    def truncate(self, length):
+        self.change((length, None))
+
+    def change(self, step):
+        self.steps.append(step)
+        self.data = self.changed(self.data, step)
+
+    def synchronise(self):
+        self.durable = self.data
+        self.steps = []
+
+    @staticmethod
+    def changed(data, step):
+        position, written = step
+        if written is None:
+            return data[:position].ljust(position, b"\0")
+        return data[:position].ljust(position, b"\0") + written + data[position + len(written):]
+
+    def pieces(self):
+        """What can be found of it besides nothing and all of what is not synchronised: all but one step or one step alone, of the
+        first, the one in the middle and the last two, and half of the last one. What fewer steps leave was found before."""
+        count = len(self.steps)
+        choices = [self.steps[:-1] + [(position, written[:len(written) // 2])] for position, written in self.steps[-1:] if written]
+        for i in sorted({0, count // 2, count - 2, count - 1} & set(range(count))):
+            choices += [self.steps[:i] + self.steps[i + 1:], [self.steps[i]]]
+        return [functools.reduce(self.changed, choice, self.durable) for choice in choices]
 
 
 FOLDER = object()
@@ -227,9 +257,11 @@ FOLDER = object()
 
 class Disk:
     """The model of a disk: contents of a file are durable after its fsync, names after the fsync of their folder. Until then any
-    of the changes to names may be there or not, and of the contents all, half or nothing."""
+    of the changes to names may be there or not, and of the contents all, half or nothing. `in_pieces`: also any of the pieces that
+    were written, for files that are not written once from one end to the other."""
 
-    def __init__(self, files):
+    def __init__(self, files, in_pieces=False):
+        self.in_pieces = in_pieces
         self.names = {}
         for name, data in files.items():
             self.names[name] = FOLDER if data is None else Node(data, data)
@@ -280,7 +312,7 @@ class Disk:
             node = Node()
             self.change({call.path: node})
         if truncates:
-            node.data = b""
+            node.truncate(0)
         self.descriptors[call.result] = (node, call.path)
 
     def take_duplicate(self, call):
@@ -290,13 +322,12 @@ class Disk:
         self.descriptors[call.descriptor][0].write(call.position, call.data)
 
     def take_truncate(self, call):
-        node = self.descriptors[call.descriptor][0]
-        node.data = node.data[:call.position].ljust(call.position, b"\0")
+        self.descriptors[call.descriptor][0].truncate(call.position)
 
     def take_synchronise(self, call):
         node, path = self.descriptors[call.descriptor]
         if node is not FOLDER:
-            node.durable = node.data
+            node.synchronise()
             return
         here = lambda name: (os.path.dirname(name) or ".") == path
         for change in self.pending:
@@ -311,7 +342,7 @@ class Disk:
         self.durable_names = dict(self.names)
         for node in self.names.values():
             if node is not FOLDER:
-                node.durable = node.data
+                node.synchronise()
 
     def take_rename(self, call):
         self.change({call.path: None, call.second: self.names[call.path]})
@@ -345,23 +376,37 @@ class Disk:
             names = dict(self.durable_names)
             for change in itertools.compress(self.pending, choice):
                 self.apply_to(names, change)
-            for data_of in (lambda node: node.durable, lambda node: node.data,
-                            lambda node: node.durable if node.data == node.durable else node.data[:len(node.data) // 2]):
+            for data_of in self.choices_of_contents(names):
                 yield self.contents(names, data_of)
 
+    def choices_of_contents(self, names):
+        """Functions that tell what is on the disk of a node."""
+        none, whole = (lambda node: node.durable), (lambda node: node.data)
+        choices = [none, whole]
+        if not self.in_pieces:
+            return choices + [lambda node: node.durable if node.data == node.durable else node.data[:len(node.data) // 2]]
+        for one in {node for node in names.values() if node is not FOLDER and node.steps}:
+            for piece in (one.durable, one.data, *one.pieces()):
+                for rest in (none, whole):
+                    choices.append(lambda node, one=one, piece=piece, rest=rest: piece if node is one else rest(node))
+        return choices
 
-def states_of_lost_power(files, calls):
-    """All that can be found when the power goes before each call, and behind the last: [(calls done, state)], without repetitions."""
-    disk = Disk(files)
+
+def each_state_of_lost_power(disk, calls):
+    """All that can be found when the power goes before each call and behind the last, without repetitions: (calls done, state)."""
     seen = set()
-    found = []
     for done in range(len(calls) + 1):
         for state in disk.left_behind():
-            key = tuple(sorted(state.items(), key=lambda item: item[0]))
+            key = hash(tuple(sorted(state.items(), key=lambda item: item[0])))
             is_last = done == len(calls)
             if (key, is_last) not in seen:
                 seen.add((key, is_last))
-                found.append((done, state))
+                yield done, state
         if done < len(calls):
             disk.take(calls[done])
-    return found, disk.files()
+
+
+def states_of_lost_power(files, calls):
+    """The same as a list, and what the processes see in the end."""
+    disk = Disk(files)
+    return list(each_state_of_lost_power(disk, calls)), disk.files()
