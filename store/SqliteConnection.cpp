@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <limits>
 #include <sqlite3.h>
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace
@@ -13,11 +15,33 @@ namespace
 constexpr char const kSourceUnit[] = "SqliteConnection.cpp";
 constexpr SqlDialect kDialect{"BLOB", "INTEGER", "REAL", "BLOB", " CHECK (LENGTH(%) = 16)", " STRICT", ""};
 
+/// What the operating system said about the store's file or its log last; 0 for nothing.
+int lastSystemError(sqlite3* database)
+{
+  int error = 0;
+  sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &error);
+  sqlite3_file* log = nullptr;
+  sqlite3_file_control(database, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+  // One that was never opened has no methods, one in memory not all.
+  if (error == 0 && log != nullptr && log->pMethods != nullptr && log->pMethods->xFileControl != nullptr)
+    log->pMethods->xFileControl(log, SQLITE_FCNTL_LAST_ERRNO, &error);
+  return error;
+}
+
+std::string reasonOf(sqlite3* database)
+{
+  if (database == nullptr)
+    return "out of memory";
+  std::string reason = sqlite3_errmsg(database);
+  // The engine also calls a file damaged that the disk does not let it read.
+  int const error = (sqlite3_errcode(database) & 0xff) == SQLITE_CORRUPT ? lastSystemError(database) : 0;
+  return error == 0 ? reason : reason + ": " + std::generic_category().message(error);
+}
+
 [[noreturn]] void fail(sqlite3* database, char const* name, int line)
 {
   throw ExceptionFactory(kSourceUnit, line)
-      .createException<DatabaseException>("%s: %s", name,
-                                          database == nullptr ? "out of memory" : sqlite3_errmsg(database));
+      .createException<DatabaseException>("%s: %s", name, reasonOf(database).c_str());
 }
 
 /// Ends the use of a statement, whatever it came to: its error has been reported.

@@ -1,7 +1,6 @@
-#include "Command.h"
 #include "Json.h"
 #include "SignalJson.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "StoredObject.h"
 #include "Text.h"
 
@@ -22,7 +21,7 @@ constexpr char kDetails[] =
 
 using Findings = std::vector<Verification::Finding>;
 
-class DbCheck : public Command
+class DbCheck : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -32,7 +31,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-check/1): each damaged row, then a line with the counts");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     auto const database = store_.OpenToRead();
     report_ = &report;
@@ -54,7 +54,6 @@ public:
     return damaged_ == 0 ? ExitCode::Good : ExitCode::Difference;
   }
 
-private:
   static Findings FindEngineDamage(DeviceDatabase& database)
   {
     Findings findings;
@@ -151,7 +150,6 @@ private:
       report_->Data(name + ": damaged: " + finding.part + ": " + Text::Printable(finding.text));
   }
 
-  StoreOptions store_;
   bool json_ = false;
   Report* report_ = nullptr;
   unsigned long long rows_ = 0;

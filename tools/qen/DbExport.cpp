@@ -1,7 +1,6 @@
-#include "Command.h"
 #include "OutputPlan.h"
+#include "StoreCommand.h"
 #include "StoreFolder.h"
-#include "StoreOptions.h"
 #include "StoredFile.h"
 #include "Text.h"
 
@@ -22,7 +21,7 @@ constexpr char kDetails[] =
     "  qen db export backup\n"
     "  qen db export --device d1d00000-0000-4000-8000-000000000001 one-device";
 
-class DbExport : public Command
+class DbExport : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -34,7 +33,8 @@ public:
     options.AddJson(json_, "print what was written as JSON Lines (qen.db-export/1), one for each device");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     auto const database = store_.OpenToRead();
     std::vector<Uuid> const devices = store_.KnownDevices(*database);
@@ -44,7 +44,6 @@ public:
     return ExitCode::Good;
   }
 
-private:
   OutputFile::Existing Existing() const
   {
     return force_ ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse;
@@ -168,7 +167,6 @@ private:
   }
 
   std::string directory_;
-  StoreOptions store_;
   bool force_ = false;
   bool json_ = false;
   unsigned long long rows_ = 0; ///< lines of the device

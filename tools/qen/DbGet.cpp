@@ -1,9 +1,8 @@
-#include "Command.h"
 #include "Json.h"
 #include "OptionValue.h"
 #include "OutputPlan.h"
 #include "SignalFile.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "StoredFile.h"
 #include "StoredObject.h"
 #include "Text.h"
@@ -24,7 +23,7 @@ constexpr char kDetails[] =
     "  qen db get e0000000-0000-4000-8000-000000000002 -o pump.qts\n"
     "  qen db get e0000000-0000-4000-8000-000000000012 -o trends/";
 
-class DbGet : public Command
+class DbGet : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -37,7 +36,8 @@ public:
     options.AddJson(json_, "print what was made as JSON (qen.db-get/1)");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     Uuid const uuid = ReadUuid();
     auto const database = store_.OpenToRead();
@@ -50,7 +50,6 @@ public:
                     "device " + device.ToString() + " has no measurement and no trend " + uuid.ToString());
   }
 
-private:
   Uuid ReadUuid() const
   try
   {
@@ -96,7 +95,6 @@ private:
   }
 
   std::string uuid_;
-  StoreOptions store_;
   std::string output_ = ".";
   bool force_ = false;
   bool json_ = false;

@@ -1,11 +1,10 @@
-#include "Command.h"
 #include "DecimalNumber.h"
 #include "DetailsDocument.h"
 #include "InputFiles.h"
 #include "LineReader.h"
 #include "StoreBatch.h"
+#include "StoreCommand.h"
 #include "StoreFolder.h"
-#include "StoreOptions.h"
 #include "StoredObject.h"
 #include "Text.h"
 #include "TrendTable.h"
@@ -30,7 +29,7 @@ constexpr char kDetails[] =
     "Examples:\n"
     "  qen db import backup --db sqlite:copy.db";
 
-class DbImport : public Command
+class DbImport : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -40,7 +39,8 @@ public:
     options.AddJson(json_, "print what was read as JSON Lines (qen.db-import/1), one for each device");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     std::vector<std::string> const folders = FindFolders();
     if (folders.empty())
@@ -49,22 +49,32 @@ public:
     database_ = store_.OpenOrMake();
     Outcome outcome;
     for (std::string const& folder : folders)
-    {
-      ExitCode rows = ExitCode::Good;
-      ExitCode const code = RunGuarded(report, folder,
-                                       [&]
-                                       {
-                                         rows = Import(StoreFolder(folder), report);
-                                         return ExitCode::Good;
-                                       });
-      if (code == ExitCode::Disk)
-        return code;
-      outcome.Add(code == ExitCode::Good ? rows : code);
-    }
+      outcome.Add(ImportGuarded(folder, report));
     return outcome.Result();
   }
 
-private:
+  /// What is wrong with a folder is reported; what is wrong with the store ends the run.
+  ExitCode ImportGuarded(std::string const& folder, Report& report)
+  {
+    std::exception_ptr failure;
+    ExitCode const code = RunGuarded(report, folder,
+                                     [&]
+                                     {
+                                       try
+                                       {
+                                         return Import(StoreFolder(folder), report);
+                                       }
+                                       catch (DatabaseException const&)
+                                       {
+                                         failure = std::current_exception();
+                                         return ExitCode::Disk;
+                                       }
+                                     });
+    if (failure)
+      std::rethrow_exception(failure);
+    return code;
+  }
+
   std::vector<std::string> FindFolders() const
   {
     std::error_code error;
@@ -275,7 +285,6 @@ private:
   }
 
   std::string directory_;
-  StoreOptions store_;
   bool json_ = false;
   std::unique_ptr<DeviceDatabase> database_;
   Uuid device_;

@@ -1,7 +1,6 @@
-#include "Command.h"
 #include "DeviceSettings.h"
 #include "Json.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 
 namespace
@@ -15,7 +14,7 @@ constexpr char kDetails[] =
     "  qen db init --db sqlite:plant.db --device d1d00000-0000-4000-8000-000000000001 --details device.xml\n"
     "  qen db init --device d1d00000-0000-4000-8000-000000000001 --settings 1h:60/h,1d:24/d,7d:4/d,28d:1/d";
 
-class DbInit : public Command
+class DbInit : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -26,7 +25,8 @@ public:
     options.AddJson(json_, "print what there is as JSON (qen.db-init/1)");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     std::optional<Uuid> const device = store_.NamedDevice();
     if (settings_.IsGiven() && !device)
@@ -51,8 +51,6 @@ public:
     return ExitCode::Good;
   }
 
-private:
-  StoreOptions store_;
   DeviceSettings settings_;
   bool json_ = false;
 };

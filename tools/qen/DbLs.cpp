@@ -1,6 +1,5 @@
-#include "Command.h"
 #include "Json.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 
 #include "platform/QenTime.h"
@@ -20,7 +19,7 @@ constexpr char kDetails[] =
     "  qen db ls measurements --from 2026-11-20 --to 2026-11-21 --limit 20\n"
     "  qen db ls trends --value c0000000-0000-4000-8000-000000000011 --closed --json";
 
-class DbLs : public Command
+class DbLs : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -40,7 +39,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-ls/1)");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     RequireOptions();
     auto const database = store_.OpenToRead();
@@ -57,7 +57,6 @@ public:
     return ExitCode::Good;
   }
 
-private:
   void RequireOptions() const
   {
     auto const require = [&](bool isGiven, char const* option, bool isOfKind)
@@ -244,7 +243,6 @@ private:
   }
 
   std::string kind_ = "devices";
-  StoreOptions store_;
   std::optional<Uuid> config_, job_, value_;
   std::optional<long long> from_, to_;
   std::optional<unsigned long long> limit_;

@@ -1,11 +1,10 @@
 #include "ArchiveReader.h"
-#include "Command.h"
 #include "DeviceSettings.h"
 #include "InputFiles.h"
 #include "Json.h"
 #include "SignalFile.h"
 #include "StoreBatch.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "StoredObject.h"
 #include "Text.h"
 #include "TimeText.h"
@@ -50,7 +49,7 @@ struct Stored
   char const* result;
 };
 
-class DbPut : public Command
+class DbPut : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -72,7 +71,8 @@ public:
     options.AddJson(json_, "print what was stored as JSON Lines (qen.db-put/1)");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     RequireOptions();
     std::optional<DeviceDO> const settings = settings_.IsGiven() ? std::optional(settings_.Read()) : std::nullopt;
@@ -105,7 +105,6 @@ public:
     return outcome.Result();
   }
 
-private:
   void RequireOptions() const
   {
     if (arguments_.empty() && !settings_.IsGiven() && values_.empty() && bookmarks_.empty())
@@ -301,7 +300,6 @@ private:
   static constexpr char kUnchanged[] = "unchanged";
 
   std::vector<std::string> arguments_;
-  StoreOptions store_;
   DeviceSettings settings_;
   std::optional<Uuid> job_, base_, config_, value_;
   std::string values_;

@@ -1,8 +1,7 @@
-#include "Command.h"
 #include "InputFiles.h"
 #include "Json.h"
 #include "RetentionOptions.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 
 #include "store/DatabaseException.h"
@@ -110,7 +109,7 @@ catch (std::exception const& error)
   return failed;
 }
 
-class DbRetain : public Command
+class DbRetain : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -124,7 +123,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-retain/1), one for each value, the last one for all");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     if (jobs_ == 0ULL)
       throw ToolError(ExitCode::Usage, "-j 0 leaves nobody to work");
@@ -152,7 +152,6 @@ public:
     return outcome_.Result();
   }
 
-private:
   DeviceWorkers::Work MakeWork(RetentionSettings const& settings) const
   {
     std::shared_ptr<DeviceDatabase> const database(apply_ ? store_.OpenToChange() : store_.OpenToRead());
@@ -249,7 +248,6 @@ private:
       report.Say(store_.Name() + ": " + Text::Counted(*size, "byte") + ", before " + std::to_string(*sizeBefore));
   }
 
-  StoreOptions store_;
   RetentionOptions retention_;
   std::optional<unsigned long long> jobs_;
   bool apply_ = false;

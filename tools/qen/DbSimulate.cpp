@@ -1,9 +1,8 @@
-#include "Command.h"
 #include "Duration.h"
 #include "InputFiles.h"
 #include "Json.h"
 #include "RetentionOptions.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 #include "TrendFile.h"
 #include "TrendSettings.h"
@@ -66,7 +65,7 @@ Tally Count(DeviceDatabase& database, Uuid const& device, Uuid const& value, lon
   return tally;
 }
 
-class DbSimulate : public Command
+class DbSimulate : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -81,7 +80,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-simulate/1), one for each value, the last one for all");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     RetentionSettings const settings = retention_.Settings();
     std::vector<long long> const runs = Runs(settings.now);
@@ -102,7 +102,6 @@ public:
     return outcome.Result();
   }
 
-private:
   std::vector<long long> Runs(long long now) const
   {
     if (from_ && !every_)
@@ -195,7 +194,6 @@ private:
     report.Data(row("bytes of trends", before_.bytes, after_.bytes));
   }
 
-  StoreOptions store_;
   RetentionOptions retention_;
   std::optional<Uuid> value_;
   std::optional<long long> every_, from_;

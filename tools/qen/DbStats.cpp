@@ -1,6 +1,5 @@
-#include "Command.h"
 #include "Json.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 
 namespace
@@ -24,7 +23,7 @@ void Add(DeviceStatistics& all, DeviceStatistics const& more)
   all.characteristicValues += more.characteristicValues;
 }
 
-class DbStats : public Command
+class DbStats : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -34,7 +33,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-stats/1), the last one for all devices");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     auto const database = store_.OpenToRead();
     std::vector<Uuid> const devices = store_.KnownDevices(*database);
@@ -52,7 +52,6 @@ public:
     return ExitCode::Good;
   }
 
-private:
   void Tell(Uuid const& device, DeviceStatistics const& statistics, Report& report) const
   {
     if (!json_)
@@ -114,7 +113,6 @@ private:
     object["characteristic_value_count"] = statistics.characteristicValues;
   }
 
-  StoreOptions store_;
   bool json_ = false;
 };
 } // namespace

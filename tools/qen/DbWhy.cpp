@@ -1,8 +1,7 @@
-#include "Command.h"
 #include "Json.h"
 #include "OptionValue.h"
 #include "RetentionOptions.h"
-#include "StoreOptions.h"
+#include "StoreCommand.h"
 #include "Text.h"
 
 #include "platform/QenTime.h"
@@ -54,7 +53,7 @@ Reason ReasonOf(RetentionVerdict verdict)
   throw std::logic_error("an entry with an unknown verdict");
 }
 
-class DbWhy : public Command
+class DbWhy : public StoreCommand
 {
 public:
   void Define(OptionSet& options) override
@@ -69,7 +68,8 @@ public:
     options.AddJson(json_, "print JSON Lines (qen.db-why/1), one for each entry");
   }
 
-  ExitCode Run(Report& report) override
+private:
+  ExitCode Work(Report& report) override
   {
     RetentionSettings const settings = retention_.Settings();
     Uuid const value = ReadValue();
@@ -96,7 +96,6 @@ public:
     return ExitCode::Good;
   }
 
-private:
   Uuid ReadValue() const
   try
   {
@@ -146,7 +145,6 @@ private:
   }
 
   std::string value_;
-  StoreOptions store_;
   RetentionOptions retention_;
   std::optional<long long> from_, to_;
   bool json_ = false;

@@ -3,12 +3,14 @@
 #include "ExitCode.h"
 #include "OptionSet.h"
 #include "OptionValue.h"
+#include "OutputFile.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace
 {
@@ -124,7 +126,21 @@ std::unique_ptr<DeviceDatabase> StoreOptions::OpenToChange() const
 
 std::unique_ptr<DeviceDatabase> StoreOptions::OpenOrMake() const
 {
-  return std::make_unique<DeviceDatabase>(Url(), DatabaseAccess{false, kPatience});
+  bool const isNew = !Exists();
+  auto database = std::make_unique<DeviceDatabase>(Url(), DatabaseAccess{false, kPatience});
+  if (isNew)
+    SynchroniseFolder();
+  return database;
+}
+
+/// SQLite takes no notice when the folder of a new file cannot be brought to the disk. Without power a journal with
+/// which the file was begun could then come back, and take everything with it.
+void StoreOptions::SynchroniseFolder() const
+{
+  std::string const folder = fs::path(Path().value()).parent_path().native();
+  if (int const error = OutputFile::SynchroniseFolder(folder.empty() ? "." : folder); error != 0)
+    throw ToolError(ExitCode::Disk, Name() + " was made, but its folder cannot be brought to the disk: " +
+                                        std::generic_category().message(error));
 }
 
 std::optional<Uuid> StoreOptions::NamedDevice() const

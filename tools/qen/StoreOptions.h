@@ -52,6 +52,7 @@ private:
   /// Of the file, when the store is one.
   std::optional<std::string> Path() const;
   void RequireExisting() const;
+  void SynchroniseFolder() const;
 
   std::optional<std::string> url_;
   std::optional<Uuid> device_;

@@ -48,7 +48,7 @@ class Usage(StoreTest):
         self.write("text.db", "a file that is no database, but long enough to be looked at closely" * 30)
         self.assertRegex(self.run_tool("db", "ls", "--db", "sqlite:text.db", code=5).err, "^qen: .*file is not a database\n$")
         self.write("empty.db", b"")
-        self.fails(5, "read schema version: the store has version 0, this program knows 1", "db", "ls", "--db", "sqlite:empty.db")
+        self.fails(5, "empty.db: read schema version: the store has version 0, this program knows 1", "db", "ls", "--db", "sqlite:empty.db")
         self.assertEqual(b"", self.read("empty.db"))
 
     def test_the_device_is_the_only_one_or_named(self):
