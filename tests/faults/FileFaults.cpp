@@ -244,10 +244,15 @@ private:
     end += sizeof field;
   }
 
-  static void WriteLog(void const* bytes, std::size_t count)
+  static iovec Piece(void const* bytes, std::size_t count) { return {const_cast<void*>(bytes), count}; }
+
+  static void WriteLog(iovec const (&pieces)[4])
   {
-    static auto* const next = Next(&write, "write");
-    if (next(logFile, bytes, count) != static_cast<ssize_t>(count))
+    static auto* const next = Next(&writev, "writev");
+    std::size_t count = 0;
+    for (iovec const& piece : pieces)
+      count += piece.iov_len;
+    if (next(logFile, pieces, 4) != static_cast<ssize_t>(count))
       Stop("the log cannot be written");
   }
 
@@ -268,10 +273,7 @@ private:
     std::size_t const headLength = static_cast<std::size_t>(end - head);
     unsigned char* start = head;
     Add(start, static_cast<std::uint32_t>(headLength - sizeof(std::uint32_t) + length + secondLength + count));
-    WriteLog(head, headLength);
-    WriteLog(path_, length);
-    WriteLog(second, secondLength);
-    WriteLog(bytes, count);
+    WriteLog({Piece(head, headLength), Piece(path_, length), Piece(second, secondLength), Piece(bytes, count)});
   }
 
   Call call_;

@@ -257,8 +257,8 @@ FOLDER = object()
 
 class Disk:
     """The model of a disk: contents of a file are durable after its fsync, names after the fsync of their folder. Until then any
-    of the changes to names may be there or not, and of the contents all, half or nothing. `in_pieces`: also any of the pieces that
-    were written, for files that are not written once from one end to the other."""
+    of the changes to names may be there or not, and of the contents all, half or nothing. `in_pieces`: instead of half single pieces
+    of what was written, for files that are not written once from one end to the other."""
 
     def __init__(self, files, in_pieces=False):
         self.in_pieces = in_pieces

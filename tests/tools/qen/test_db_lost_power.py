@@ -58,7 +58,7 @@ class LostStore(StoreTest):
             count += 1
             self.assertEqual([], self.problems(case, run, stages, is_over, state), (case.name, count, sorted(state)))
             found.add(stages.index(case.contents(state)))
-            if count % 48 == 1:
+            if count % 96 == 1:
                 settled += 1
                 self.check_what_follows(case, scenario, run, stages, {**state, **GARBAGE})
         if STRIDE == 1:
@@ -99,7 +99,7 @@ class KilledStore(StoreTest):
             killed += 1
             state = hash(tuple(sorted((name, data) for name, data in run.files.items() if not is_temporary(name) and name != SHARED)))
             # Within a transaction the log grows; most of what it is found like differs in nothing else.
-            if state not in states and len(states) % 4 == 0:
+            if state not in states and len(states) % 8 == 0:
                 self.check_what_follows(case, scenario, new, stages, run.files)
             states.add(state)
         return killed, len(states)
