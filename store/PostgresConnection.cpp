@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <libpq-fe.h>
 #include <limits>
+#include <poll.h>
 #include <utility>
 
 namespace
@@ -31,6 +33,9 @@ constexpr Oid kUuid = 2950;
 constexpr int kBinary = 1;
 /// Whoever makes or migrates tables holds the advisory lock with this number: "qen_stor" as bytes.
 constexpr char const kLockSchemaText[] = "SELECT pg_advisory_xact_lock(8171058455171592050)";
+constexpr char const kSilent[] = "the server did not answer in time";
+/// What a server takes to say that its patience with a lock has ended.
+constexpr std::chrono::seconds kTimeToRefuse{1};
 /// A server ends the session of a client that sends more at once.
 constexpr std::size_t kMaxMessage = 0x3fffffff;
 
@@ -177,6 +182,26 @@ std::string connectTimeout(DatabaseAccess const& access)
   return std::to_string(std::clamp<long long>(seconds, 2, std::numeric_limits<int>::max()));
 }
 
+/// A server that waits for a lock is silent, too, and says so in the end.
+std::chrono::milliseconds silenceOf(DatabaseAccess const& access)
+{
+  constexpr std::chrono::milliseconds most = std::chrono::hours(24 * 365);
+  return std::clamp<std::chrono::milliseconds>(
+      std::max(std::min(access.patience, most) + kTimeToRefuse, access.silence), kTimeToRefuse, most);
+}
+
+int timeLeft(std::chrono::steady_clock::time_point deadline)
+{
+  auto const left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+  return static_cast<int>(std::clamp<long long>(left.count(), 0, std::numeric_limits<int>::max()));
+}
+
+bool isError(pg_result const* result)
+{
+  ExecStatusType const status = PQresultStatus(result);
+  return status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK;
+}
+
 std::string sessionSettings(DatabaseAccess const& access)
 {
   // 0 would be endless patience.
@@ -234,13 +259,25 @@ void PostgresConnection::Closer::operator()(pg_conn* connection) const { PQfinis
 void PostgresConnection::Closer::operator()(pg_result* result) const { PQclear(result); }
 
 PostgresConnection::PostgresConnection(std::string const& url, DatabaseAccess const& access)
-  : settings_(sessionSettings(access))
+  : silence_(silenceOf(access)), settings_(sessionSettings(access))
 {
   requireReadableUrl(url.c_str());
   std::string const timeout = connectTimeout(access);
-  // What stands in front of the URL gives way to it.
-  char const* const keywords[] = {"connect_timeout", "fallback_application_name", "dbname", "client_encoding", nullptr};
-  char const* const values[] = {timeout.c_str(), "qen", url.c_str(), "UTF8", nullptr};
+  std::string const unacknowledged =
+      std::to_string(std::min<long long>(silence_.count(), std::numeric_limits<int>::max()));
+  // What stands in front of the URL gives way to it. A machine that is gone is noticed even while a script, which may
+  // take any time, runs on it: after a minute without traffic it is asked six times, ten seconds apart.
+  char const* const keywords[] = {"connect_timeout",
+                                  "tcp_user_timeout",
+                                  "keepalives_idle",
+                                  "keepalives_interval",
+                                  "keepalives_count",
+                                  "fallback_application_name",
+                                  "dbname",
+                                  "client_encoding",
+                                  nullptr};
+  char const* const values[] = {timeout.c_str(), unacknowledged.c_str(), "60", "10", "6", "qen", url.c_str(), "UTF8",
+                                nullptr};
   connection_.reset(PQconnectdbParams(keywords, values, 1));
   configure();
 }
@@ -252,7 +289,10 @@ void PostgresConnection::configure()
   if (PQstatus(connection_.get()) != CONNECTION_OK)
     failOpening(inOneLine(PQerrorMessage(connection_.get())).c_str(), __LINE__);
   PQsetNoticeReceiver(connection_.get(), &ignoreNotice, nullptr);
-  runScript(kOpen, settings_);
+  if (PQsetnonblocking(connection_.get(), 1) != 0)
+    failOpening(inOneLine(PQerrorMessage(connection_.get())).c_str(), __LINE__);
+  isLost_ = false;
+  runScript(kOpen, settings_, silence_);
 }
 
 void PostgresConnection::requireSession()
@@ -260,7 +300,7 @@ void PostgresConnection::requireSession()
   if (isInTransaction_)
     return;
   // What a server says last is followed by the end of the stream: the second look sees that.
-  bool const isAlive = PQconsumeInput(connection_.get()) != 0 && PQconsumeInput(connection_.get()) != 0;
+  bool const isAlive = !isLost_ && PQconsumeInput(connection_.get()) != 0 && PQconsumeInput(connection_.get()) != 0;
   if (isAlive && PQtransactionStatus(connection_.get()) == PQTRANS_IDLE)
     return;
   statements_.clear();
@@ -285,32 +325,41 @@ unsigned long long PostgresConnection::Execute(SqlText const& statement, SqlPara
 void PostgresConnection::RunScript(char const* name, std::string const& script)
 {
   requireSession();
-  runScript(name, script);
+  runScript(name, script, std::nullopt);
 }
 
 void PostgresConnection::Begin()
 {
-  RunScript("begin", "BEGIN");
+  requireSession();
+  runScript("begin", "BEGIN", silence_);
   isInTransaction_ = true;
 }
 
 void PostgresConnection::Commit()
 {
   // A transaction in which a statement failed is rolled back here, and the engine calls that a success.
-  Result const result = runScript("commit", "COMMIT");
+  Result const result = runScript("commit", "COMMIT", silence_);
   isInTransaction_ = false;
   if (std::strcmp(PQcmdStatus(result.get()), "COMMIT") != 0)
     fail("commit", "a part of the transaction has failed", __LINE__);
 }
 
 void PostgresConnection::Rollback() noexcept
+try
 {
-  if (isInTransaction_)
-    PQclear(PQexec(connection_.get(), "ROLLBACK"));
-  isInTransaction_ = false;
+  if (std::exchange(isInTransaction_, false) && !isLost_)
+    runScript("rollback", "ROLLBACK", silence_);
+}
+catch (std::exception const&)
+{
+  // The next call opens the session anew when it is not idle.
 }
 
-void PostgresConnection::LockSchema() { RunScript("lock store", kLockSchemaText); }
+void PostgresConnection::LockSchema()
+{
+  requireSession();
+  runScript("lock store", kLockSchemaText, silence_);
+}
 
 bool PostgresConnection::HasTable(char const* name)
 {
@@ -329,9 +378,63 @@ void PostgresConnection::ReleaseSpace() {}
 // Checks are the business of those who run the server.
 std::vector<std::string> PostgresConnection::CheckIntegrity() { return {}; }
 
-PostgresConnection::Result PostgresConnection::runScript(char const* name, std::string const& script)
+PostgresConnection::Result PostgresConnection::runScript(char const* name, std::string const& script, Limit limit)
 {
-  return require(PQexec(connection_.get(), script.c_str()), name);
+  return ask(name, limit, [&] { return PQsendQuery(connection_.get(), script.c_str()); });
+}
+
+template <class Send>
+PostgresConnection::Result PostgresConnection::ask(char const* name, Limit limit, Send const& send)
+{
+  if (isLost_)
+    fail(name, kSilent, __LINE__);
+  if (send() == 0)
+    fail(name, PQerrorMessage(connection_.get()), __LINE__);
+  flush(name, limit);
+  return require(receive(name, limit), name);
+}
+
+void PostgresConnection::flush(char const* name, Limit limit)
+{
+  // A server that cannot get rid of what it says takes nothing more.
+  while (PQflush(connection_.get()) == 1)
+    if ((await(name, POLLIN | POLLOUT, limit) & POLLIN) != 0 && PQconsumeInput(connection_.get()) == 0)
+      return;
+}
+
+PostgresConnection::Result PostgresConnection::receive(char const* name, Limit limit)
+{
+  Result last;
+  bool isThere = true;
+  while (isThere)
+  {
+    // Where the connection has ended libpq makes a result of that.
+    while (PQisBusy(connection_.get()) != 0)
+    {
+      await(name, POLLIN, limit);
+      if (PQconsumeInput(connection_.get()) == 0)
+        break;
+    }
+    Result next(PQgetResult(connection_.get()));
+    isThere = next != nullptr;
+    if (isThere && (!last || !isError(last.get())))
+      last = std::move(next);
+  }
+  return last;
+}
+
+int PostgresConnection::await(char const* name, int events, Limit limit)
+{
+  auto const deadline = std::chrono::steady_clock::now() + limit.value_or(std::chrono::milliseconds(0));
+  pollfd waiting{PQsocket(connection_.get()), static_cast<short>(events), 0};
+  int ready = 0;
+  do
+    ready = poll(&waiting, 1, limit ? timeLeft(deadline) : -1);
+  while (ready < 0 && errno == EINTR);
+  isLost_ = ready == 0;
+  if (isLost_)
+    fail(name, kSilent, __LINE__);
+  return waiting.revents;
 }
 
 PostgresConnection::Result PostgresConnection::run(SqlText const& statement, SqlParameters parameters)
@@ -341,9 +444,12 @@ PostgresConnection::Result PostgresConnection::run(SqlText const& statement, Sql
   if (binary.IsTooLong())
     fail(statement.name, "more than a server takes at once", __LINE__);
   std::string const& prepared = prepare(statement, parameters);
-  return require(PQexecPrepared(connection_.get(), prepared.c_str(), binary.Count(), binary.Values(), binary.Lengths(),
-                                binary.Formats(), kBinary),
-                 statement.name);
+  return ask(statement.name, silence_,
+             [&]
+             {
+               return PQsendQueryPrepared(connection_.get(), prepared.c_str(), binary.Count(), binary.Values(),
+                                          binary.Lengths(), binary.Formats(), kBinary);
+             });
 }
 
 std::string const& PostgresConnection::prepare(SqlText const& statement, SqlParameters parameters)
@@ -355,19 +461,20 @@ std::string const& PostgresConnection::prepare(SqlText const& statement, SqlPara
   types.reserve(parameters.size());
   std::ranges::transform(parameters, std::back_inserter(types), &typeOf);
   std::string name = "qen" + std::to_string(++preparedCount_);
-  require(
-      PQprepare(connection_.get(), name.c_str(), statement.text.c_str(), static_cast<int>(types.size()), types.data()),
-      statement.name);
+  ask(statement.name, silence_,
+      [&]
+      {
+        return PQsendPrepare(connection_.get(), name.c_str(), statement.text.c_str(), static_cast<int>(types.size()),
+                             types.data());
+      });
   return statements_.emplace(statement.text, std::move(name)).first->second;
 }
 
-PostgresConnection::Result PostgresConnection::require(pg_result* result, char const* name) const
+PostgresConnection::Result PostgresConnection::require(Result result, char const* name) const
 {
-  Result owned(result);
-  ExecStatusType const status = PQresultStatus(result);
-  if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
-    return owned;
-  char const* const primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+  if (!isError(result.get()))
+    return result;
+  char const* const primary = PQresultErrorField(result.get(), PG_DIAG_MESSAGE_PRIMARY);
   fail(name, primary == nullptr ? PQerrorMessage(connection_.get()) : primary, __LINE__);
 }
 

@@ -2,6 +2,7 @@
 
 #include "store/SqlConnection.h"
 
+#include <optional>
 #include <unordered_map>
 
 struct pg_conn;
@@ -11,7 +12,8 @@ struct pg_result;
 /// schema.
 ///
 /// Values travel in binary form, so no setting of the server or of the user changes what comes back. A session that
-/// broke is opened anew by the next call outside a transaction.
+/// broke, or whose server did not answer, is opened anew by the next call outside a transaction; until then nothing
+/// waits for it again.
 class PostgresConnection : public SqlConnection
 {
 public:
@@ -21,6 +23,7 @@ public:
 
   std::unique_ptr<SqlRows> Query(SqlText const& statement, SqlParameters parameters) override;
   unsigned long long Execute(SqlText const& statement, SqlParameters parameters) override;
+  /// Waits for as long as it takes.
   void RunScript(char const* name, std::string const& script) override;
   void Begin() override;
   void Commit() override;
@@ -45,17 +48,30 @@ private:
   void configure();
   /// Outside a transaction: opens the session anew if it has ended.
   void requireSession();
-  Result runScript(char const* name, std::string const& script);
+  /// How long nothing may come and go.
+  using Limit = std::optional<std::chrono::milliseconds>;
+
+  Result runScript(char const* name, std::string const& script, Limit limit);
+  /// Sends something and waits for the answer. @param send returns 0 when it cannot
+  template <class Send>
+  Result ask(char const* name, Limit limit, Send const& send);
+  void flush(char const* name, Limit limit);
+  /// @return the last result, or the first one that is an error
+  Result receive(char const* name, Limit limit);
+  /// @return what the session's connection is ready for, of these events
+  int await(char const* name, int events, Limit limit);
   Result run(SqlText const& statement, SqlParameters parameters);
   /// The name of the statement as it is prepared in this session.
   std::string const& prepare(SqlText const& statement, SqlParameters parameters);
   /// The result if it is a good one; throws what the engine says otherwise.
-  Result require(pg_result* result, char const* name) const;
+  Result require(Result result, char const* name) const;
   [[noreturn]] void fail(char const* name, char const* message, int line) const;
 
+  std::chrono::milliseconds silence_;
   std::string settings_;
   std::unique_ptr<pg_conn, Closer> connection_;
   std::unordered_map<std::string, std::string> statements_;
   unsigned int preparedCount_ = 0;
   bool isInTransaction_ = false;
+  bool isLost_ = false; ///< the server did not answer
 };

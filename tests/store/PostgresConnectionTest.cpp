@@ -41,6 +41,31 @@ protected:
   std::string url_;
 };
 
+/// A process that does nothing for as long as the object lives.
+class StoppedProcess
+{
+public:
+  explicit StoppedProcess(std::string const& process) : process_(std::stoi(process)) { kill(process_, SIGSTOP); }
+  StoppedProcess(StoppedProcess const&) = delete;
+  StoppedProcess& operator=(StoppedProcess const&) = delete;
+  ~StoppedProcess() { kill(process_, SIGCONT); }
+
+private:
+  pid_t process_;
+};
+
+/// Shorter than a second and what a server takes to refuse a lock nothing may be.
+constexpr DatabaseAccess kHasty{false, std::chrono::milliseconds(0), std::chrono::milliseconds(0)};
+
+class Elapsed
+{
+public:
+  double Seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+
+private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 /// What opening says must be a single line and hold no piece of the password.
 void expectClosedMouthed(std::string const& url, std::string const& secret)
 {
@@ -109,6 +134,83 @@ TEST_F(PostgresSessions, StoppedServerIsAnErrorUntilItIsThereAgain)
   server_.Restart();
   database.PutDevice(NumberedUuid(1), MakeDevice(""));
   EXPECT_EQ(database.ListDevices().size(), 1u);
+}
+
+TEST_F(PostgresSessions, ServerThatFallsSilentIsGivenUpAndOpenedAnewAfterwards)
+{
+  PostgresConnection connection(url_, kHasty);
+  std::string const session = Value(connection, "pg_backend_pid()");
+  {
+    StoppedProcess const stopped(session);
+    Elapsed const elapsed;
+    ExpectThrow<DatabaseException>([&] { Value(connection, "pg_backend_pid()"); },
+                                   "read value: the server did not answer in time", kFile);
+    EXPECT_GE(elapsed.Seconds(), 1);
+    // Another session answers, while the silent one is still there.
+    EXPECT_NE(Value(connection, "pg_backend_pid()"), session);
+  }
+}
+
+TEST_F(PostgresSessions, TransactionOfASilentServerFailsAsAWholeAndWaitsOnce)
+{
+  std::string const makeTable = "CREATE TABLE probe (number BIGINT)";
+  static SqlText const insert{"put", "INSERT INTO probe VALUES (1)"};
+  std::unique_ptr<StoppedProcess> stopped;
+  std::optional<Elapsed> elapsed;
+  {
+    PostgresConnection connection(url_, kHasty);
+    connection.RunScript("make table", makeTable);
+    std::string const session = Value(connection, "pg_backend_pid()");
+    connection.Begin();
+    connection.Execute(insert, {});
+    stopped = std::make_unique<StoppedProcess>(session);
+    elapsed.emplace();
+    ExpectThrow<DatabaseException>([&] { connection.Execute(insert, {}); }, "put: the server did not answer in time",
+                                   kFile);
+    ExpectThrow<DatabaseException>([&] { connection.RunScript("put", insert.text); },
+                                   "put: the server did not answer in time", kFile);
+    ExpectThrow<DatabaseException>([&] { connection.Commit(); }, "commit: the server did not answer in time", kFile);
+    connection.Rollback();
+  }
+  EXPECT_LT(elapsed->Seconds(), 1.9);
+  stopped.reset();
+  PostgresConnection other(url_, {});
+  EXPECT_EQ(Value(other, "(SELECT COUNT(*) FROM probe)"), "0");
+}
+
+TEST_F(PostgresSessions, RollbackToASilentServerWaitsOnceAndSaysNothing)
+{
+  PostgresConnection connection(url_, kHasty);
+  std::string const session = Value(connection, "pg_backend_pid()");
+  connection.Begin();
+  StoppedProcess const stopped(session);
+  Elapsed const elapsed;
+  connection.Rollback();
+  EXPECT_LT(elapsed.Seconds(), 1.9);
+  EXPECT_NE(Value(connection, "pg_backend_pid()"), session);
+}
+
+TEST_F(PostgresSessions, ServerThatTakesNothingIsGivenUp)
+{
+  PostgresConnection connection(url_, kHasty);
+  static SqlText const statement{"measure", "SELECT LENGTH($1)"};
+  std::string const large(8 << 20, 'x');
+  SqlParameter const parameters[] = {large};
+  connection.Query(statement, parameters);
+  StoppedProcess const stopped(Value(connection, "pg_backend_pid()"));
+  ExpectThrow<DatabaseException>([&] { connection.Query(statement, parameters); },
+                                 "measure: the server did not answer in time", kFile);
+}
+
+TEST_F(PostgresSessions, ScriptsTakeAnyTimeAndAnswersOnlyTheirLimit)
+{
+  PostgresConnection connection(url_, kHasty);
+  EXPECT_NO_THROW(connection.RunScript("sleep", "SELECT pg_sleep(1.5)"));
+  static SqlText const statement{"sleep", "SELECT pg_sleep(1.5)"};
+  ExpectThrow<DatabaseException>([&] { connection.Query(statement, {}); }, "sleep: the server did not answer in time",
+                                 kFile);
+  PostgresConnection patient(url_, {false, std::chrono::milliseconds(0), std::chrono::milliseconds(20000)});
+  EXPECT_NO_THROW(patient.Query(statement, {}));
 }
 
 TEST_F(PostgresSessions, CommitOfAFailedTransactionIsAnError)
