@@ -10,4 +10,17 @@ public:
   DatabaseException();
   ~DatabaseException() override;
   VelmoraException* clone() const override;
+
+protected:
+  /// @param className the name of the derived class, copied
+  explicit DatabaseException(char const* className);
+};
+
+/// A database that was opened to be read holds no store.
+class QEN_STORE_EXPORT NoStoreException : public DatabaseException
+{
+public:
+  NoStoreException();
+  ~NoStoreException() override;
+  VelmoraException* clone() const override;
 };

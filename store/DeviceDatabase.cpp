@@ -183,6 +183,15 @@ TrendDataDO readTrend(SqlRows const& row)
   return object;
 }
 
+/// Tells databases that serve another purpose, or none yet, from stores of other versions.
+void requireStore(SqlConnection& connection)
+{
+  if (!connection.HasTable(StoreSchema::kVersionTable))
+    throw ExceptionFactory("DeviceDatabase.cpp", __LINE__)
+        .createException<NoStoreException>("find store: there is none");
+  StoreSchema::Require(connection);
+}
+
 bool isUnlimited(TimeRange const& range) { return range.from == TimeRange().from && range.to == TimeRange().to; }
 } // namespace
 
@@ -190,7 +199,7 @@ DeviceDatabase::DeviceDatabase(std::string const& url, DatabaseAccess const& acc
   : connection_(DatabaseUrl::Connect(url, access))
 {
   if (access.readOnly)
-    StoreSchema::Require(*connection_);
+    requireStore(*connection_);
   else
     StoreSchema::Migrate(*connection_);
 }

@@ -28,6 +28,8 @@ public:
   void ReleaseSpace() override;
   std::vector<std::string> CheckIntegrity() override;
 
+  class FrozenFile;
+
 private:
   struct Closer
   {
@@ -36,14 +38,24 @@ private:
   };
   using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
-  void configure(DatabaseAccess const& access, char const* name);
+  /// In place of what is open.
+  void open(std::string const& path, int flags, DatabaseAccess const& access);
+  void prepareToWrite();
+  /// Settles what a process that was cut off has left, and goes without locks where nothing can be written.
+  void makeReadable(std::string const& path, DatabaseAccess const& access);
+  /// Has the engine roll back or take in what was cut off. @return as probe()
+  int settle(std::string const& path, DatabaseAccess const& access);
+  /// Reads the file's first page. @return the engine's extended code
+  int probe();
   /// Whether nobody has written to the file yet.
-  bool isEmpty(char const* name);
+  bool isEmpty();
   sqlite3_stmt* prepare(SqlText const& statement);
   /// A prepared statement with its parameters, ready for its first step.
   sqlite3_stmt* start(SqlText const& statement, SqlParameters parameters);
   void require(int code, char const* name) const;
 
+  std::string openName_;               ///< what opening is called in errors
+  std::unique_ptr<FrozenFile> frozen_; ///< when the file is read without locks
   std::unique_ptr<sqlite3, Closer> database_;
   std::unordered_map<std::string, Statement> statements_;
 };

@@ -9,6 +9,9 @@ class SqlConnection;
 class StoreSchema
 {
 public:
+  /// Holds the version; what has no such table is no store.
+  static constexpr char kVersionTable[] = "qen_store";
+
   /// Brings an empty or older database to the newest version, in one transaction. Throws DatabaseException for one that
   /// a newer program made, or that holds tables but no store.
   static void Migrate(SqlConnection& connection);

@@ -8,13 +8,16 @@
 #include "support/StoreTest.h"
 #include "support/StoredObjects.h"
 
+#include <fcntl.h>
 #include <functional>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
 constexpr char const kSqliteFile[] = "SqliteConnection.cpp";
 constexpr std::size_t kPage = 4096;
+constexpr DatabaseAccess kReadOnly{true, std::chrono::seconds(1)};
 
 Uuid const kDevice = NumberedUuid(0xd1);
 Uuid const kValue = NumberedUuid(0xc1);
@@ -75,6 +78,30 @@ protected:
                                    kSqliteFile);
   }
 
+  /// The file of a store that was not committed yet, and the journal of an empty file, as a process leaves them that is
+  /// killed while it makes a store.
+  void FillAndCutOff() const
+  {
+    Fill();
+    std::vector<unsigned char> journal{0xd9, 0xd5, 0x05, 0xf9, 0x20, 0xa1, 0x63, 0xd7};
+    // No records, a nonce of 7, no pages before; sectors and pages of 4096 bytes.
+    journal.insert(journal.end(), {0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 16, 0});
+    journal.resize(4096);
+    WriteFile(FilePath() + "-journal", journal);
+  }
+
+  static std::string CountTrendsOf(std::string const& path)
+  {
+    return std::to_string(DeviceDatabase("sqlite:" + path, kReadOnly).ListTrends(kDevice).size());
+  }
+  std::string CountTrends() const { return CountTrendsOf(FilePath()); }
+  std::string UnsettledError(std::string const& reason) const
+  {
+    return "open " + FilePath() + ": " + reason +
+           ": a change has to be settled first, which needs permission to write the file and its folder";
+  }
+
+  FailingVfs& Disk() { return disk_; }
   std::string const& Folder() const { return path_; }
 
   /// A device with closed trends 2 and 8, of which 2 is listed by its value but cannot be found by its UUID: the index
@@ -255,7 +282,8 @@ TEST_F(SpoiltStore, FolderThatDoesNotExistIsAnError)
 {
   std::string const path = Folder() + "/missing/store.db";
   ExpectThrow<DatabaseException>([&] { DeviceDatabase database("sqlite:" + path); },
-                                 "open " + path + ": unable to open database file", kSqliteFile);
+                                 "open " + path + ": unable to open database file: No such file or directory",
+                                 kSqliteFile);
 }
 
 TEST_F(SpoiltStore, FileThatWasCutIsNoticed)
@@ -416,22 +444,97 @@ TEST_F(SpoiltStore, FileThatMayNotBeWrittenIsAnError)
             "41");
 }
 
-TEST_F(SpoiltStore, FolderThatMayNotBeWrittenIsAnError)
+TEST_F(SpoiltStore, FileOnAMediumThatIsOnlyReadIsReadAndNotWritten)
 {
   Fill();
   chmod(Folder().c_str(), 0555);
   chmod(FilePath().c_str(), 0444);
-  // SQLite's log has an index beside the file, which even readers need.
-  for (auto const& [readOnly, name] : {std::pair{false, "open " + FilePath()}, {true, std::string("find table")}})
-    EXPECT_EQ(asNobody(
-                  [&, isReadOnly = readOnly]
-                  {
-                    DeviceDatabase database(Url(), {isReadOnly, std::chrono::seconds(1)});
-                    return std::to_string(database.ListTrends(kDevice).size());
-                  }),
-              name + ": attempt to write a readonly database");
+  EXPECT_EQ(asNobody([&] { return CountTrends(); }), "41");
+  EXPECT_EQ(asNobody(
+                [&]
+                {
+                  DeviceDatabase database(Url());
+                  return std::string("opened");
+                }),
+            "open " + FilePath() + ": attempt to write a readonly database");
   chmod(Folder().c_str(), 0755);
   EXPECT_EQ(DeviceDatabase(Url()).ListTrends(kDevice).size(), 41u);
+}
+
+TEST_F(SpoiltStore, NameOfAFileOnAMediumThatIsOnlyReadMayHoldAnyCharacter)
+{
+  Fill();
+  std::string const other = Folder() + "/a?b%20#c=\xc3\xa4.db";
+  std::filesystem::rename(FilePath(), other);
+  chmod(Folder().c_str(), 0555);
+  chmod(other.c_str(), 0444);
+  EXPECT_EQ(asNobody([&] { return CountTrendsOf(other); }), "41");
+  chmod(Folder().c_str(), 0755);
+}
+
+TEST_F(SpoiltStore, FileThatChangesWhileItIsReadWithoutLocksIsAnError)
+{
+  Fill();
+  chmod(Folder().c_str(), 0555);
+  chmod(FilePath().c_str(), 0444);
+  // Open for writing since before: to nobody it still is on a medium that is only read.
+  int const file = open(FilePath().c_str(), O_WRONLY);
+  ASSERT_GE(file, 0);
+  EXPECT_EQ(asNobody(
+                [&]
+                {
+                  DeviceDatabase database(Url(), kReadOnly);
+                  database.ListTrends(kDevice);
+                  usleep(50000);
+                  if (pwrite(file, "SQLite", 6, 0) != 6)
+                    return std::string("cannot write");
+                  return std::to_string(database.ListTrends(kDevice).size());
+                }),
+            "list trends: the file was changed while it was read without locks");
+  close(file);
+  chmod(Folder().c_str(), 0755);
+}
+
+TEST_F(SpoiltStore, LogOnAMediumThatIsOnlyReadHasToBeSettledFirst)
+{
+  Fill();
+  WriteFile(FilePath() + "-wal", std::vector<unsigned char>(5000, 0xa5));
+  chmod(Folder().c_str(), 0555);
+  for (std::string const& path : {FilePath(), FilePath() + "-wal"})
+    chmod(path.c_str(), 0444);
+  EXPECT_EQ(asNobody([&] { return CountTrends(); }), UnsettledError("unable to open database file"));
+  chmod(Folder().c_str(), 0755);
+}
+
+TEST_F(SpoiltStore, CreationThatWasCutOffIsRolledBackByWhoeverReads)
+{
+  FillAndCutOff();
+  ExpectThrow<NoStoreException>([&] { DeviceDatabase(Url(), kReadOnly); }, "find store: there is none",
+                                "DeviceDatabase.cpp");
+  EXPECT_EQ(std::filesystem::file_size(FilePath()), 0u);
+  EXPECT_FALSE(std::filesystem::exists(FilePath() + "-journal"));
+}
+
+TEST_F(SpoiltStore, CreationThatWasCutOffNeedsPermissionToRollItBack)
+{
+  FillAndCutOff();
+  chmod(Folder().c_str(), 0555);
+  chmod(FilePath().c_str(), 0444);
+  chmod((FilePath() + "-journal").c_str(), 0444);
+  EXPECT_EQ(asNobody([&] { return CountTrends(); }), UnsettledError("attempt to write a readonly database"));
+  EXPECT_TRUE(std::filesystem::exists(FilePath() + "-journal"));
+  chmod(Folder().c_str(), 0755);
+}
+
+TEST_F(SpoiltStore, FullDiskIsNamedWhereTheEngineOnlyCallsItAnError)
+{
+  Fill();
+  // Names still find room, as on many disks, but not the index of the log.
+  Disk().Fail(2, FailingVfs::Fault::full, true);
+  ExpectThrow<DatabaseException>([&] { DeviceDatabase(Url(), kReadOnly); },
+                                 "open " + FilePath() + ": disk I/O error: No space left on device", kSqliteFile);
+  Disk().FailNothing();
+  EXPECT_EQ(CountTrends(), "41");
 }
 
 TEST_F(SpoiltStore, NoFileIsMadeInAFolderThatMayNotBeWritten)
@@ -443,6 +546,6 @@ TEST_F(SpoiltStore, NoFileIsMadeInAFolderThatMayNotBeWritten)
                   DeviceDatabase database(Url());
                   return std::string("made");
                 }),
-            "open " + FilePath() + ": unable to open database file");
+            "open " + FilePath() + ": unable to open database file: Permission denied");
   chmod(Folder().c_str(), 0755);
 }

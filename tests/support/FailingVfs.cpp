@@ -1,6 +1,7 @@
 #include "FailingVfs.h"
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <sqlite3.h>
 
@@ -42,6 +43,7 @@ bool fails(FailingVfs::Kind kind, bool needsRoom = false)
     return false;
   ++state.injected;
   ++state.injectedOfKind[static_cast<std::size_t>(kind)];
+  errno = state.fault == FailingVfs::Fault::full ? ENOSPC : EIO;
   return true;
 }
 
@@ -140,7 +142,7 @@ int deviceCharacteristics(sqlite3_file*) { return 0; }
 int mapShared(sqlite3_file* file, int page, int size, int extend, void volatile** memory)
 {
   if (fails(FailingVfs::Kind::map, extend != 0))
-    return answer(SQLITE_IOERR_SHMMAP);
+    return state.fault == FailingVfs::Fault::full ? SQLITE_IOERR_SHMSIZE : SQLITE_IOERR_SHMMAP;
   return real(file)->pMethods->xShmMap(real(file), page, size, extend, memory);
 }
 
@@ -184,7 +186,7 @@ int openFile(sqlite3_vfs*, char const* path, sqlite3_file* file, int flags, int*
 {
   file->pMethods = nullptr;
   if (fails(FailingVfs::Kind::open, (flags & SQLITE_OPEN_CREATE) != 0))
-    return answer(SQLITE_CANTOPEN);
+    return SQLITE_CANTOPEN;
   bool const isNew = path != nullptr && !exists(path);
   shim(file)->name = path;
   int const code = state.disk->xOpen(state.disk, path, real(file), flags, outFlags);

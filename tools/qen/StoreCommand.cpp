@@ -9,6 +9,10 @@ try
 {
   return Work(report);
 }
+catch (NoStoreException const&)
+{
+  throw ToolError(ExitCode::Disk, store_.Name() + " holds no store: qen db init makes one");
+}
 catch (DatabaseException const& error)
 {
   std::string const text = Text::Printable(error.what());

@@ -102,8 +102,12 @@ std::optional<unsigned long long> StoreOptions::FileSize() const
 bool StoreOptions::Exists() const
 {
   std::optional<std::string> const path = Path();
+  if (!path)
+    return true;
+  // Whoever is killed while making a store may leave a file without content.
   std::error_code error;
-  return !path || fs::exists(*path, error) || error;
+  std::uintmax_t const size = fs::file_size(*path, error);
+  return error ? error != std::errc::no_such_file_or_directory : size != 0;
 }
 
 void StoreOptions::RequireExisting() const

@@ -166,7 +166,7 @@ class StoreFindings(FaultTest):
             at = next(call.number for call in calls if call.name == "write" and call.path == "qen.db-wal")
             run = scenario.run("EIO", at)
             self.assertEqual(5, run.code, run)
-            self.assertEqual("qen: qen.db: commit: disk I/O error", run.err.splitlines()[0])
+            self.assertEqual("qen: qen.db: commit: disk I/O error: Input/output error", run.err.splitlines()[0])
 
     def test_a_new_store_is_on_the_disk_before_it_is_filled(self):
         """SQLite takes no notice when the folder cannot be brought to the disk."""

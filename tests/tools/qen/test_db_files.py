@@ -48,8 +48,37 @@ class Usage(StoreTest):
         self.write("text.db", "a file that is no database, but long enough to be looked at closely" * 30)
         self.assertRegex(self.run_tool("db", "ls", "--db", "sqlite:text.db", code=5).err, "^qen: .*file is not a database\n$")
         self.write("empty.db", b"")
-        self.fails(5, "empty.db: read schema version: the store has version 0, this program knows 1", "db", "ls", "--db", "sqlite:empty.db")
+        self.fails(5, "there is no store empty.db: qen db init makes one", "db", "ls", "--db", "sqlite:empty.db")
         self.assertEqual(b"", self.read("empty.db"))
+        self.change("CREATE TABLE other (number INTEGER)", store="other.db")
+        for arguments in (("ls",), ("check",), ("stats",), ("retain", "--apply")):
+            self.fails(5, "other.db holds no store: qen db init makes one", "db", *arguments, "--db", "sqlite:other.db")
+
+    def test_what_the_engine_says_names_the_store(self):
+        self.init()
+        self.change("DROP TABLE trend")
+        self.fails(5, "qen.db: list trends: no such table: trend", "db", "ls", "trends")
+        self.write("folder/file", "")
+        self.fails(5, "open folder: disk I/O error: Is a directory", "db", "ls", "--db", "sqlite:folder")
+
+    def test_a_store_whose_making_was_cut_off_is_none_and_is_made_again(self):
+        self.run_tool("db", "init", "--db", "sqlite:made.db")
+        made = self.read("made.db")
+        for name in ("ls", "check", "export", "retain"):
+            arguments = {"export": ("backup",), "retain": ("--apply",)}.get(name, ())
+            self.write_cut_off(made)
+            self.fails(5, "cut.db holds no store: qen db init makes one", "db", name, *arguments, "--db", "sqlite:cut.db")
+            self.assertEqual(b"", self.read("cut.db"))
+        self.write_cut_off(made)
+        self.run_tool("db", "init", "--db", "sqlite:cut.db", "--device", str(DEVICE))
+        self.assertEqual("cut.db: 1 row, 0 damaged\n", self.run_tool("db", "check", "--db", "sqlite:cut.db").err)
+
+    def write_cut_off(self, made):
+        """A file with a store that was not committed, and the journal of an empty file beside it, as a process leaves
+        them that is killed while making a store: magic, no records, a nonce, no pages before, sectors and pages."""
+        header = bytes.fromhex("d9d505f920a163d7") + struct.pack(">5I", 0, 12345, 0, 4096, 4096)
+        self.write("cut.db", made)
+        self.write("cut.db-journal", header.ljust(4096, b"\0"))
 
     def test_the_device_is_the_only_one_or_named(self):
         self.write_signal("a", [1])
