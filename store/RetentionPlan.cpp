@@ -9,7 +9,8 @@ namespace
 constexpr long long kNever = std::numeric_limits<long long>::min();
 }
 
-RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& before) : after(before)
+RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& before)
+  : openFrom(basis.openFrom), after(before)
 {
   after.anchor = basis.anchor;
   long long older = kNever; // what lies before belongs to an older class
@@ -29,6 +30,8 @@ RetentionPlan::RetentionPlan(Basis const& basis, RetentionLedger::State const& b
     if (count != 0 && from < end)
       stretches.push_back({from, end, ageClass.periodLength, count});
     applied.until = std::max(applied.until, end);
+    if (long long const waits = std::max(applied.until, older); count != 0 && waits < ofAge)
+      waiting.push_back({waits, ofAge, ageClass.periodLength, count});
     // What an open trend keeps from this class has to wait for it: a younger one must not have it instead.
     older = std::max({older, ofAge, applied.until});
     reach_.at(i) = older;
@@ -45,5 +48,5 @@ RetentionPlan::Rest RetentionPlan::Judge(long long time) const
   RetentionLedger::AgeClass const& applied = after.ageClasses.at(static_cast<std::size_t>(reach - reach_.begin()));
   if (applied.count == 0)
     return Rest::no_cleanup;
-  return time < applied.until ? Rest::thinned_before : Rest::too_young;
+  return time < applied.until ? Rest::thinned_before : Rest::awaits_open;
 }

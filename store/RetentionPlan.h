@@ -39,13 +39,16 @@ public:
   /// Why an entry that no stretch holds stays as it is.
   enum class Rest
   {
-    too_young,     ///< it has not come of age for its class, or an open trend reaches into its period
-    no_cleanup,    ///< its class keeps everything
-    thinned_before ///< its class has been applied
+    too_young,      ///< it has not come of age for its class
+    awaits_open,    ///< it has, but an open trend begins in its period or before
+    no_cleanup,     ///< its class keeps everything
+    thinned_before, ///< its class has been applied
   };
   Rest Judge(long long time) const;
 
   std::vector<ThinningStretch> stretches; ///< oldest first; they do not overlap
+  std::vector<ThinningStretch> waiting;   ///< what an open trend alone keeps from being thinned, as stretches
+  long long openFrom;                     ///< of the basis
   /// What lies before is never thinned again, so trends need not be kept apart there.
   long long finalBefore = std::numeric_limits<long long>::min();
   RetentionLedger::State after;

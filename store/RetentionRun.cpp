@@ -50,12 +50,15 @@ RetentionResult thinOrReport(DeviceDatabase& database, RetentionSettings const& 
   try
   {
     ValueThinning thinning(database, settings, shrinker, device, value);
+    RetentionPlan const plan = thinning.Plan();
+    failed.awaitedFrom = thinning.AwaitedFrom(plan);
     // Most runs find nothing to do, and then take no lock and write nothing.
-    if (!thinning.IsDue())
+    if (!thinning.IsDue(plan))
       return failed;
     DeviceDatabase::Transaction transaction(database);
-    RetentionResult const result = thinning.Run(nullptr);
+    RetentionResult result = thinning.Run(nullptr);
     transaction.Commit();
+    result.awaitedFrom = failed.awaitedFrom;
     return result;
   }
   catch (std::exception const& exception)

@@ -5,6 +5,7 @@
 #include "store/Export.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,7 +52,9 @@ struct RetentionResult
   Amount before;
   Amount after;
   unsigned long long bytesRead = 0; ///< of records and details documents, those of trends that stayed as they are too
-  std::string error;                ///< empty when all went well; otherwise nothing of this value was changed
+  /// Where an open trend begins behind which closed ones reach that have come of age, but wait for it.
+  std::optional<long long> awaitedFrom;
+  std::string error; ///< empty when all went well; otherwise nothing of this value was changed
 };
 
 /// Thins the closed trends of a store by age, as TrendShrinker does, each stretch once per age class.

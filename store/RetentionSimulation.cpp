@@ -57,6 +57,8 @@ RetentionVerdict verdictOf(RetentionPlan::Rest rest)
 {
   switch (rest)
   {
+  case RetentionPlan::Rest::awaits_open:
+    return RetentionVerdict::awaits_open;
   case RetentionPlan::Rest::no_cleanup:
     return RetentionVerdict::no_cleanup;
   case RetentionPlan::Rest::thinned_before:

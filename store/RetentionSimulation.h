@@ -14,7 +14,8 @@ enum class RetentionVerdict
   nearest,        ///< stays: of its status class, the entry nearest to the centre of its slot
   dropped,        ///< goes: another entry of its status class stays for its slot
   remainder,      ///< goes: it lies behind the last slot of its period
-  too_young,      ///< stays: its period has not come of age, or an open trend reaches into it
+  too_young,      ///< stays: its period has not come of age
+  awaits_open,    ///< stays: its period has come of age, but an open trend begins in it or before
   no_cleanup,     ///< stays: its age class keeps everything
   thinned_before, ///< stays: its age class has been applied already
   open_trend      ///< stays: its trend is open

@@ -195,7 +195,16 @@ ValueThinning::ValueThinning(DeviceDatabase& database, RetentionSettings const& 
 {
 }
 
-bool ValueThinning::IsDue() { return !dueRows(Plan()).empty(); }
+std::optional<long long> ValueThinning::AwaitedFrom(RetentionPlan const& plan)
+{
+  for (ThinningStretch const& stretch : plan.waiting)
+  {
+    TrendQuery const query{value_, true, {std::max(stretch.from, plan.openFrom), stretch.to - 1}, 1};
+    if (query.time.from <= query.time.to && !database_.ListTrends(device_, query).empty())
+      return plan.openFrom;
+  }
+  return std::nullopt;
+}
 
 RetentionPlan ValueThinning::Plan() { return Plan(ledger_.Look().value_or(RetentionLedger::State{})); }
 

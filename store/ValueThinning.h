@@ -6,6 +6,7 @@
 #include "store/RetentionPlan.h"
 #include "store/RetentionRun.h"
 
+#include <optional>
 #include <set>
 #include <span>
 #include <vector>
@@ -21,7 +22,10 @@ public:
                 Uuid const& device, Uuid const& value);
 
   /// Whether closed trends have come of age. Only looks.
-  bool IsDue();
+  bool IsDue(RetentionPlan const& plan) { return !dueRows(plan).empty(); }
+  /// Where the open trend begins that closed trends behind that time wait for, although they have come of age; nothing
+  /// when none does. What lies before waits for no longer than a trend grows, if trends follow each other.
+  std::optional<long long> AwaitedFrom(RetentionPlan const& plan);
   /// Within a transaction: thins and replaces what has come of age. Throws DatabaseException, TrendException,
   /// CompressionException, std::bad_alloc.
   /// @param observer is told of the entries that are thinned; may be null

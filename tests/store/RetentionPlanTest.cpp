@@ -187,14 +187,30 @@ TEST(RetentionPlan, WhatWaitedIsThinnedByTheClassOfItsAge)
             (Stretches{days(at(20), at(33), 12), days(at(33), at(39), 24), hours(at(39), at(39, 23))}));
 }
 
-TEST(RetentionPlan, WhatWaitsIsTooYoungWhicheverClassItBelongsTo)
+TEST(RetentionPlan, WhatHasComeOfAgeAwaitsTheOpenTrendWhicheverClassItBelongsTo)
 {
   RetentionPlan::Basis basis = basisAt(at(40));
   basis.openFrom = at(20, 5) + kHalfHour;
   RetentionPlan const plan(basis, neverRun());
   // Before the open trend, but on the same day; and long behind it.
-  for (long long const time : {at(20), at(20, 4), at(20, 5), at(32), at(34), at(39, 2), at(39, 23), at(50)})
+  for (long long const time : {at(20), at(20, 4), at(20, 5), at(32), at(34), at(39, 2), at(39, 23) - 1})
+    EXPECT_EQ(plan.Judge(time), Rest::awaits_open) << time - kAnchor;
+  for (long long const time : {at(39, 23), at(50)})
     EXPECT_EQ(plan.Judge(time), Rest::too_young) << time - kAnchor;
+  EXPECT_EQ(plan.Judge(at(20) - 1), Rest::thinned_before);
+  EXPECT_EQ(plan.waiting, (Stretches{days(at(20), at(33), 12), days(at(33), at(39), 24), hours(at(39), at(39, 23))}));
+  EXPECT_EQ(plan.openFrom, basis.openFrom);
+}
+
+TEST(RetentionPlan, NothingWaitsWithoutAnOpenTrendOrForAClassThatIsOff)
+{
+  EXPECT_EQ(RetentionPlan(basisAt(at(40)), neverRun()).waiting, Stretches{});
+  RetentionPlan::Basis basis = basisAt(at(40));
+  basis.openFrom = at(20, 5);
+  basis.counts = {6, 0, 24, 0};
+  RetentionPlan const plan(basis, neverRun());
+  EXPECT_EQ(plan.waiting, Stretches{days(at(33), at(39), 24)});
+  EXPECT_EQ(plan.Judge(at(20, 5)), Rest::no_cleanup);
 }
 
 TEST(RetentionPlan, RestWasThinnedBeforeOrIsTooYoung)

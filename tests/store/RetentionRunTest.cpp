@@ -359,6 +359,27 @@ TEST(RetentionOpenTrend, IsTakenWhenItIsClosed)
   EXPECT_EQ(minutesOf(store), (Minutes{1, 64, 130}));
 }
 
+TEST(RetentionOpenTrend, IsToldWhenClosedTrendsBehindItsFirstEntryWait)
+{
+  RetentionStore store(kOne);
+  store.Put(minutes({0, 1, 60, 61}));
+  TrendParts open = TrendWith(minutes({62}));
+  open.trendUuid = store.NextUuid();
+  store.PutAs(open, false);
+  long long const now = kStoreStart + 5 * kHour;
+  // What lies before it in the same hour waits, too, but for no longer than a trend grows.
+  EXPECT_EQ(store.Run(now).awaitedFrom, std::nullopt);
+  // Too young in any case.
+  store.Put(minutes({4 * 60 + 30}));
+  EXPECT_EQ(store.Run(now).awaitedFrom, std::nullopt);
+  store.Put(minutes({120, 121}));
+  EXPECT_EQ(store.Run(now).awaitedFrom, kStoreStart + 62 * kMinute);
+  EXPECT_EQ(minutesOf(store), (Minutes{1, 60, 61, 120, 121, 4 * 60 + 30}));
+  store.PutAs(open, true);
+  EXPECT_EQ(store.Run(now).awaitedFrom, std::nullopt);
+  EXPECT_EQ(minutesOf(store), (Minutes{1, 62, 121, 4 * 60 + 30}));
+}
+
 TEST(RetentionOpenTrend, WithoutEntriesHoldsNothingUp)
 {
   RetentionStore store(kOne);

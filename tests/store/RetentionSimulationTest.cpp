@@ -228,8 +228,8 @@ TEST(RetentionSimulation, TellsOpenTrendsAndWhatWaitsForThem)
   // The second day is old enough, but the open trend reaches into it.
   EXPECT_EQ(toldOf(explain(store, kStoreStart + 5 * kDay)), (Tolds{{0, Verdict::dropped, kMinute},
                                                                    {kMinute, Verdict::nearest},
-                                                                   {kDay, Verdict::too_young},
-                                                                   {kDay + kMinute, Verdict::too_young},
+                                                                   {kDay, Verdict::awaits_open},
+                                                                   {kDay + kMinute, Verdict::awaits_open},
                                                                    {kDay + 10 * kHour, Verdict::open_trend},
                                                                    {kDay + 601 * kMinute, Verdict::open_trend}}));
 }

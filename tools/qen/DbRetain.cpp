@@ -4,6 +4,7 @@
 #include "StoreCommand.h"
 #include "Text.h"
 
+#include "platform/QenTime.h"
 #include "store/DatabaseException.h"
 #include "store/RetentionSimulation.h"
 
@@ -22,7 +23,8 @@ constexpr char kDetails[] =
     "qen db init --settings. The store notes how far each characteristic value has been thinned, so that a run\n"
     "only does what has come of age since the last one, and repeating it takes nothing away. Entries that were\n"
     "recorded together with a stored characteristic value or a bookmark are kept in preference. Open trends\n"
-    "are never touched.\n\n"
+    "are never touched, nor is what lies behind the first entry of one: a note says so when closed trends that\n"
+    "have come of age wait for it.\n\n"
     "Prints what a run would do and writes nothing until --apply is given. Each characteristic value is one\n"
     "transaction; one that fails is reported and stays as it is. A run that is cut off can simply be started\n"
     "again. Numbers are those of the trends that were read and of those that stand in their place.\n\n"
@@ -183,10 +185,13 @@ private:
     ++values_;
     if (!result.error.empty())
     {
-      report.Error("device " + result.device.ToString() + ", value " + result.value.ToString(), result.error);
+      report.Error(NameOf(result), result.error);
       outcome_.Add(ExitCode::PartlyDone);
       ++failed_;
     }
+    if (result.awaitedFrom)
+      report.Note(NameOf(result), "closed trends that have come of age wait for the open trend that begins at " +
+                                      QenTime::TimeStampToString(*result.awaitedFrom));
     before_ += result.before;
     after_ += result.after;
     if (!json_)
@@ -194,8 +199,16 @@ private:
     Json object = Describe(result.before, result.after);
     object["device_uuid"] = result.device.ToString();
     object["characteristic_value_config_uuid"] = result.value.ToString();
+    object["awaited_from"] = object["awaited_from_us"] = nullptr;
+    if (result.awaitedFrom)
+      JsonText::AddTime(object, "awaited_from", *result.awaitedFrom);
     object["error"] = result.error.empty() ? Json(nullptr) : Json(result.error);
     report.Data(JsonText::Line(object));
+  }
+
+  static std::string NameOf(RetentionResult const& result)
+  {
+    return "device " + result.device.ToString() + ", value " + result.value.ToString();
   }
 
   void TellOfAll(RetentionSettings const& settings, Report& report) const

@@ -14,10 +14,11 @@ namespace
 constexpr char kDetails[] =
     "Tells of every entry of a characteristic value's trends what a run of qen db retain at --now would do with\n"
     "it, and why. VALUE is the UUID of the configuration. An entry is kept because its trend is open, because it\n"
-    "is too young, because its age class keeps everything or was applied before, because it is pinned (recorded\n"
-    "together with a stored characteristic value, a bookmark, or with --keep-peaks an extreme), or because it is\n"
-    "the nearest to the middle of its slot; it goes in favour of another one, or because it lies behind the last\n"
-    "slot of its hour or day. Nothing is written.\n\n"
+    "is too young, because it waits for an open trend that begins before or in its hour or day, because its age\n"
+    "class keeps everything or was applied before, because it is pinned (recorded together with a stored\n"
+    "characteristic value, a bookmark, or with --keep-peaks an extreme), or because it is the nearest to the\n"
+    "middle of its slot; it goes in favour of another one, or because it lies behind the last slot of its hour\n"
+    "or day. Nothing is written.\n\n"
     "Examples:\n"
     "  qen db why c0000000-0000-4000-8000-000000000011 --from 2026-11-20 --to 2026-11-21\n"
     "  qen db why c0000000-0000-4000-8000-000000000011 --now 2027-01-01 --json";
@@ -43,6 +44,8 @@ Reason ReasonOf(RetentionVerdict verdict)
     return {"remainder", "behind the last slot of its period", false};
   case RetentionVerdict::too_young:
     return {"too_young", "too young", true};
+  case RetentionVerdict::awaits_open:
+    return {"awaits_open", "waits for an open trend", true};
   case RetentionVerdict::no_cleanup:
     return {"no_cleanup", "its age class keeps everything", true};
   case RetentionVerdict::thinned_before:

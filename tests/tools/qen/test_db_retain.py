@@ -190,6 +190,32 @@ class Why(RetainTest):
         n = len(kept)
         self.assertEqual("%d entries: %d kept, 0 gone\n" % (n, n), done.err)
 
+    def test_what_an_open_trend_keeps_waiting_is_said_by_why_and_retain(self):
+        self.put_weeks()
+        since = START + 2 * DAY + 91 * MINUTE
+        self.write_trend("open", [entry(since), entry(since + HOUR)], trend=number_of(7))
+        self.run_tool("db", "put", "open.qtr", "--open")
+        by_time = {o["time_us"]: o["reason"] for o in self.run_tool("db", "why", str(CONFIG), "--now", str(NOW), "--json").objects()
+                   if o["reason"] not in ("dropped", "nearest")}
+        # From the day on in which the open trend begins; the last hours are too young in any case.
+        waits = {time_of(e) for e in self.all if START + 2 * DAY <= time_of(e) < NOW - HOUR}
+        self.assertEqual(waits, {time for time, reason in by_time.items() if reason == "awaits_open"})
+        self.assertEqual({"awaits_open", "open_trend", "too_young"}, set(by_time.values()))
+        self.assertIn("kept  waits for an open trend", self.run_tool("db", "why", str(CONFIG), "--now", str(NOW)).lines()[-20])
+        note = ("qen: device %s, value %s: closed trends that have come of age wait for the open trend that begins at %s"
+                % (DEVICE, CONFIG, time_text(since)))
+        for arguments in ((), ("--apply",), ("--apply",)):
+            self.assertEqual(note, self.run_tool("db", "retain", "--now", str(NOW), *arguments).err.splitlines()[0])
+        first, _ = self.run_tool("db", "retain", "--now", str(NOW), "--json").objects()
+        self.assertEqual((time_text(since), since), (first["awaited_from"], first["awaited_from_us"]))
+
+    def test_an_open_trend_behind_all_others_is_no_news(self):
+        self.put_weeks()
+        self.write_trend("open", [entry(START + 10 * DAY - MINUTE)], trend=number_of(7))
+        self.run_tool("db", "put", "open.qtr", "--open")
+        done = self.run_tool("db", "retain", "--now", str(NOW + 30 * DAY), "--json")
+        self.assertEqual(("qen: nothing was written; --apply does it\n", None), (done.err, done.objects()[0]["awaited_from"]))
+
     def test_what_is_not_there(self):
         self.fails(3, "device %s has no trend of the characteristic value %s" % (DEVICE, TREND), "db", "why", str(TREND))
         self.fails(2, '"rms" is no UUID', "db", "why", "rms")
