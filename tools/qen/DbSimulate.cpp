@@ -87,19 +87,34 @@ private:
     std::vector<long long> const runs = Runs(settings.now);
     auto const database = store_.OpenToRead();
     Outcome outcome;
+    bool isKnown = !value_;
     for (Uuid const& device : store_.KnownDevices(*database))
-      for (Uuid const& value : value_ ? std::vector<Uuid>{*value_} : database->ListTrendValues(device))
+      for (Uuid const& value : Values(*database, device))
+      {
+        isKnown = true;
         outcome.Add(RunGuarded(report, "device " + device.ToString() + ", value " + value.ToString(),
                                [&]
                                {
                                  Simulate(*database, device, value, settings, runs, report);
                                  return ExitCode::Good;
                                }));
+      }
+    if (!isKnown)
+      throw ToolError(ExitCode::Unreadable,
+                      store_.Name() + " holds no trend of the characteristic value " + value_->ToString());
     if (json_)
       report.Data(JsonText::Line(DescribeAll(settings, runs.size())));
     else
       Print(settings, runs.size(), report);
     return outcome.Result();
+  }
+
+  /// Of a device: the chosen value, if it has trends of that, or all that it has trends of.
+  std::vector<Uuid> Values(DeviceDatabase& database, Uuid const& device) const
+  {
+    if (!value_)
+      return database.ListTrendValues(device);
+    return database.ListTrends(device, {*value_, {}, {}, 1}).empty() ? std::vector<Uuid>() : std::vector<Uuid>{*value_};
   }
 
   std::vector<long long> Runs(long long now) const
@@ -113,6 +128,10 @@ private:
         throw ToolError(ExitCode::Usage, "--every has no length");
       constexpr std::size_t kMostRuns = 1000000;
       long long const first = from_ ? *from_ : QenTime::Now();
+      if (first > now)
+        throw ToolError(ExitCode::Usage, from_ ? "--from is later than --now"
+                                               : "--every runs from the present on, which is later than --now: --from "
+                                                 "names an earlier time");
       for (long long time = first; time < now; time = SaturatingAdd(time, *every_))
         if (runs.push_back(time); runs.size() > kMostRuns)
           throw ToolError(ExitCode::Usage, "--every is too often: more than 1000000 runs");

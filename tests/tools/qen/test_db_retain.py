@@ -160,6 +160,23 @@ class Simulate(RetainTest):
         self.fails(2, "--from is the first of several runs: --every says how often", "db", "simulate", "--from", "7")
         self.fails(2, "--every is too often: more than 1000000 runs", "db", "simulate", "--from", "0", "--now", str(NOW), "--every", "1s")
 
+    def test_runs_that_begin_later_than_they_end(self):
+        self.fails(2, "--every runs from the present on, which is later than --now: --from names an earlier time", "db", "simulate", "--now",
+                   "2020-01-01", "--every", "1h")
+        self.fails(2, "--from is later than --now", "db", "simulate", "--now", "2020-01-01", "--from", "2020-01-01T00:00:01Z", "--every", "1h")
+        self.put_weeks()
+        arguments = ("--now", str(NOW), "--from", str(NOW), "--every", "1h", "--json")
+        self.assertEqual(1, self.run_tool("db", "simulate", *arguments).objects()[-1]["runs"])
+
+    def test_a_value_that_no_device_has_trends_of(self):
+        self.put_weeks()
+        self.init(device=OTHER_DEVICE)
+        self.fails(3, "qen.db holds no trend of the characteristic value %s" % TREND, "db", "simulate", "--value", str(TREND))
+        self.fails(3, "qen.db holds no trend of the characteristic value %s" % CONFIG, "db", "simulate", "--value", str(CONFIG), "--device",
+                   str(OTHER_DEVICE))
+        done = self.run_tool("db", "simulate", "--value", str(CONFIG), "--now", str(NOW), "--json").objects()
+        self.assertEqual([str(DEVICE), None], [o["device_uuid"] for o in done])
+
 
 class Why(RetainTest):
     def test_every_entry_has_a_reason_that_comes_true(self):
