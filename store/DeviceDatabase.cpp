@@ -86,7 +86,9 @@ SqlText const kMeasurementStatistics{
 SqlText const kTrendStatistics{"read statistics",
                                "SELECT closed, COUNT(*), CAST(SUM(LENGTH(data) + LENGTH(details)) AS BIGINT), "
                                "CAST(SUM(entry_count) AS BIGINT) FROM trend WHERE device_uuid = $1 GROUP BY closed"};
-SqlText const kValueStatistics{"read statistics", "SELECT COUNT(*) FROM characteristic_value WHERE device_uuid = $1"};
+SqlText const kValueStatistics{"read statistics",
+                               "SELECT (SELECT COUNT(*) FROM characteristic_value WHERE device_uuid = $1), "
+                               "(SELECT COUNT(*) FROM bookmark WHERE device_uuid = $1)"};
 
 /// Everything of a device, the device itself last. Its ledgers first: whoever thins one of its values meanwhile has
 /// finished by then.
@@ -511,7 +513,10 @@ DeviceStatistics DeviceDatabase::ReadStatistics(Uuid const& device)
     statistics.trendEntries += count(*rows, 3);
   }
   for (auto const rows = connection_->Query(kValueStatistics, parameters); rows->Next();)
+  {
     statistics.characteristicValues = count(*rows, 0);
+    statistics.bookmarks = count(*rows, 1);
+  }
   return statistics;
 }
 

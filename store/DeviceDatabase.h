@@ -90,6 +90,7 @@ struct DeviceStatistics
   Kind closedTrends;
   unsigned long long trendEntries = 0;
   unsigned long long characteristicValues = 0;
+  unsigned long long bookmarks = 0;
 };
 
 /// Keeps and finds the database objects of one device or of many, in SQLite or in PostgreSQL.

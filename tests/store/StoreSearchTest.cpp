@@ -313,10 +313,13 @@ TEST_P(StoreSearch, StatisticsCountWhatADeviceTakesUp)
   database.PutTrend(kDevice, MakeTrend(NumberedUuid(4), kValue, true, 0, 0, 0));
   database.PutCharacteristicValue(kDevice, kValue, 1, AtTime(1));
   database.PutCharacteristicValue(kDevice, NumberedUuid(0xc2), 1, AtTime(1));
+  for (long long const time : {1, 2, 3})
+    database.PutBookmark(kDevice, kValue, time);
   database.PutMeasurement(kOther, MakeMeasurement(NumberedUuid(1), 1));
   database.PutTrend(kOther, MakeTrend(NumberedUuid(1), kValue, false, 1, 2, 5));
   database.PutTrend(kOther, MakeTrend(NumberedUuid(2), kValue, true, 1, 2, 5));
   database.PutCharacteristicValue(kOther, kValue, 1, AtTime(1));
+  database.PutBookmark(kOther, kValue, 1);
 
   DeviceStatistics const statistics = database.ReadStatistics(kDevice);
   EXPECT_EQ(statistics.measurements.count, 2u);
@@ -327,6 +330,7 @@ TEST_P(StoreSearch, StatisticsCountWhatADeviceTakesUp)
   EXPECT_EQ(statistics.closedTrends.byteCount, 384u);
   EXPECT_EQ(statistics.trendEntries, 5ull + 0xffffffffull + 7ull);
   EXPECT_EQ(statistics.characteristicValues, 2u);
+  EXPECT_EQ(statistics.bookmarks, 3u);
 }
 
 TEST_P(StoreSearch, StatisticsOfAnUnknownDeviceAreAllZero)

@@ -21,6 +21,7 @@ void Add(DeviceStatistics& all, DeviceStatistics const& more)
   }
   all.trendEntries += more.trendEntries;
   all.characteristicValues += more.characteristicValues;
+  all.bookmarks += more.bookmarks;
 }
 
 class DbStats : public StoreCommand
@@ -87,6 +88,7 @@ private:
     kind("closed trends", statistics.closedTrends);
     line("trend entries", statistics.trendEntries, "");
     line("characteristic values", statistics.characteristicValues, "");
+    line("bookmarks", statistics.bookmarks, "");
   }
 
   Json DescribeAll(DeviceStatistics const& all, std::size_t devices) const
@@ -111,6 +113,7 @@ private:
     object["closed_trend_bytes"] = statistics.closedTrends.byteCount;
     object["trend_entry_count"] = statistics.trendEntries;
     object["characteristic_value_count"] = statistics.characteristicValues;
+    object["bookmark_count"] = statistics.bookmarks;
   }
 
   bool json_ = false;

@@ -346,9 +346,10 @@ class Lists(StoreTest):
         first, other, everything = self.run_tool("db", "stats", "--json").objects()
         expected = {"schema": "qen.db-stats/1", "device_uuid": str(DEVICE), "measurement_count": 3, "measurement_bytes": signals,
                     "open_trend_count": 1, "open_trend_bytes": size("t2.qtr", self.read("t2.xml")), "closed_trend_count": 3,
-                    "closed_trend_bytes": closed, "trend_entry_count": 6, "characteristic_value_count": 2}
+                    "closed_trend_bytes": closed, "trend_entry_count": 6, "characteristic_value_count": 2,
+                    "bookmark_count": 1}
         self.assertEqual(expected, first)
-        self.assertEqual([0] * 8, [v for k, v in other.items() if k not in ("schema", "device_uuid")])
+        self.assertEqual([0] * 9, [v for k, v in other.items() if k not in ("schema", "device_uuid")])
         files = sum(os.path.getsize(self.path(n)) for n in self.names() if n in ("qen.db", "qen.db-wal"))
         self.assertEqual({**expected, "device_uuid": None, "device_count": 2, "store": "qen.db", "file_size": files}, everything)
         self.assertEqual("file qen.db: %d bytes" % files, self.run_tool("db", "stats").lines()[-1])
