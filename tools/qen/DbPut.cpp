@@ -14,8 +14,13 @@
 
 #include "platform/database/CharacteristicValueDataDO.h"
 #include "store/DatabaseException.h"
+#include "store/RetentionLedger.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
+#include <map>
+#include <set>
 
 namespace
 {
@@ -28,9 +33,11 @@ constexpr char kDetails[] =
     "Stores time signal files (.qts), trend files (.qtr) and the signals of archives (.qta) of one device,\n"
     "each record as it is, with its details document or, where there is none, a new one without a unit.\n"
     "Objects are known by the UUID of the measurement or the trend: one that is there already is replaced;\n"
-    "the same file again changes nothing. Everything is checked first; what is damaged is refused, unless\n"
-    "--keep-damaged stores it as it is. Trends are closed, which lets them be thinned, unless --open says\n"
-    "that they still grow; one that was thinned since comes back, and is thinned again by the next run.\n"
+    "the same file again changes nothing, unless it is a trend that was thinned since: then its entries come\n"
+    "back beside those that were kept, and where an age class has a count the next run thins them again.\n"
+    "A note tells how many trends reach into what was thinned already. Everything is checked first; what is\n"
+    "damaged is refused, unless --keep-damaged stores it as it is. Trends are closed, which lets them be\n"
+    "thinned, unless --open says that they still grow. The document beside a file comes with it.\n"
     "--values stores characteristic values from a table, columns time and value, --bookmark a time whose\n"
     "trend entries are kept in preference. A store that does not exist is made, and so is the device.\n"
     "Every few hundred files are one transaction; after a run that was cut off give the same command again.\n\n"
@@ -47,6 +54,7 @@ struct Stored
   char const* kind;
   Uuid uuid;
   char const* result;
+  bool isLate; ///< a closed trend in a time that has been thinned
 };
 
 class DbPut : public StoreCommand
@@ -54,7 +62,7 @@ class DbPut : public StoreCommand
 public:
   void Define(OptionSet& options) override
   {
-    options.AddArguments("FILE", arguments_, "time signal files, trend files, archives");
+    options.AddArguments("FILE", arguments_, "time signal files, trend files, archives, folders with them");
     store_.AddDatabase(options);
     store_.AddOneDevice(options);
     options.AddUuid("--job", job_, "job-data entry of signal files [the measurement]");
@@ -68,7 +76,7 @@ public:
     options.AddRepeated("--bookmark", "TIME", "a time to keep in preference; may be repeated",
                         [this](std::string const& text) { bookmarks_.push_back(TimeText::Parse(text)); });
     options.AddUuid("--value", value_, "the characteristic value that bookmarks are of, its configuration");
-    options.AddJson(json_, "print what was stored as JSON Lines (qen.db-put/1)");
+    options.AddJson(json_, "print what was stored as JSON Lines (qen.db-put/1), the last one with the counts");
   }
 
 private:
@@ -80,30 +88,67 @@ private:
     std::optional<TrendCsvReader::Result> const values = ReadValues(outcome, report);
     if (!store_.NamedDevice() && !store_.Exists())
       throw ToolError(ExitCode::Usage, "a new store needs a device: --device or QEN_DEVICE names it");
-    database_ = store_.OpenOrMake();
-    device_ = store_.Device(*database_);
+    if (store_.Exists())
+      Open(report);
     if (settings)
-      database_->PutDevice(device_, *settings);
-    StoreBatch batch(*database_, [&] { TellOfCommitted(report); });
+      Database(report).PutDevice(device_, *settings);
     if (!arguments_.empty())
-      outcome.Add(InputFiles::Expand(arguments_, kExtensions)
-                      .ForEach(report, [&](std::string const& file)
-                               { return KeepingFailure([&] { return Put(file, batch, report); }); }));
+      outcome.Add(FindInputs().ForEach(report, [&](std::string const& file)
+                                       { return KeepingFailure([&] { return Put(file, report); }); }));
     if (failure_)
     {
       Summarise(0, report);
       std::rethrow_exception(failure_);
     }
-    PutValues(values, batch);
-    for (long long const bookmark : bookmarks_)
-    {
-      batch.Add(0);
-      database_->PutBookmark(device_, *value_, bookmark);
-    }
-    batch.Finish();
+    PutValues(values, report);
+    PutBookmarks(report);
+    if (batch_)
+      batch_->Finish();
     Summarise(values ? values->entries.size() : 0, report);
     return outcome.Result();
   }
+
+  /// A store that is not there yet is made when there is something to put.
+  void Open(Report& report)
+  {
+    database_ = store_.OpenOrMake();
+    device_ = store_.Device(*database_);
+    batch_.emplace(*database_, [this, &report] { TellOfCommitted(report); });
+  }
+
+  DeviceDatabase& Database(Report& report)
+  {
+    if (!database_)
+      Open(report);
+    return *database_;
+  }
+
+  /// Room for a row of so many bytes in the transaction.
+  DeviceDatabase& DatabaseFor(unsigned long long byteCount, Report& report)
+  {
+    DeviceDatabase& database = Database(report);
+    batch_->Add(byteCount);
+    return database;
+  }
+
+  /// Documents come with their records; a pattern may name both.
+  InputFiles FindInputs() const
+  {
+    InputFiles inputs = InputFiles::Expand(arguments_, kExtensions);
+    std::set<std::string> documents;
+    for (std::string const& file : inputs.files)
+      if (!IsDocument(file))
+        if (std::optional<std::string> const document = DetailsDocument::PathOf(file))
+          documents.insert(*document);
+    std::erase_if(inputs.files, [&](std::string const& file) { return IsDocument(file) && documents.contains(file); });
+    return inputs;
+  }
+
+  static std::string ExtensionOf(std::string const& file)
+  {
+    return Text::Lower(std::filesystem::path(file).extension().native());
+  }
+  static bool IsDocument(std::string const& file) { return ExtensionOf(file) == DetailsDocument::kExtension; }
 
   void RequireOptions() const
   {
@@ -143,16 +188,18 @@ private:
     return ExitCode::Good;
   }
 
-  ExitCode Put(std::string const& file, StoreBatch& batch, Report& report)
+  ExitCode Put(std::string const& file, Report& report)
   {
+    if (IsDocument(file))
+      throw ToolError(ExitCode::Unreadable, "is a details document, which is stored with the file that it belongs to");
     InputFile const input(file);
-    std::string const extension = Text::Lower(std::filesystem::path(file).extension().native());
+    std::string const extension = ExtensionOf(file);
     if (extension == kArchiveExtension)
-      return PutArchive(input, batch, report);
+      return PutArchive(input, report);
     if (extension == TrendFile::kExtension)
-      PutTrend(input, batch, report);
+      PutTrend(input, report);
     else
-      PutSignal(input, batch);
+      PutSignal(input, report);
     return ExitCode::Good;
   }
 
@@ -171,17 +218,17 @@ private:
                                                 damage.front().text + " (--keep-damaged stores it)");
   }
 
-  void PutSignal(InputFile const& input, StoreBatch& batch)
+  void PutSignal(InputFile const& input, Report& report)
   {
     timesignal_bin_t const header = SignalFile::ReadHeader(input);
     RequireSize(input.Size());
     std::optional<std::string> const path = DetailsDocument::PathBeside(input);
     std::string const details = path ? DetailsDocument::ReadText(*path) : DetailsDocument::Make(header, Details());
     Uuid const job = job_.value_or(SignalFile::ToUuid(header.MeasurementUuid));
-    Store(input.Path(), StoredObject::MakeMeasurement(input.ReadAll(), header, job, details), batch);
+    Store(input.Path(), StoredObject::MakeMeasurement(input.ReadAll(), header, job, details), report);
   }
 
-  void PutTrend(InputFile const& input, StoreBatch& batch, Report& report)
+  void PutTrend(InputFile const& input, Report& report)
   {
     trend_header_t const header = TrendFile::ReadHeader(input);
     RequireSize(input.Size());
@@ -191,10 +238,10 @@ private:
     object.setClosed(!open_);
     if (object.getCharacteristicValueConfig().getUuid().IsNull())
       report.Note(input.Path(), "has no configuration; all such trends are taken for those of one value");
-    Store(input.Path(), object, batch);
+    Store(input.Path(), object, report);
   }
 
-  ExitCode PutArchive(InputFile const& input, StoreBatch& batch, Report& report)
+  ExitCode PutArchive(InputFile const& input, Report& report)
   {
     ArchiveReader reader(input);
     Outcome outcome;
@@ -206,7 +253,7 @@ private:
         std::unique_ptr<MeasurementDataDO> const object(entry->signal.GetMeasurementDataDO());
         if (job_)
           object->setJobData(UuidEntryDO(0, *job_, false));
-        Store(input.Path(), *object, batch);
+        Store(input.Path(), *object, report);
         return ExitCode::Good;
       };
       outcome.Add(RunGuarded(
@@ -216,28 +263,53 @@ private:
     return outcome.Result();
   }
 
-  void Store(std::string const& file, MeasurementDataDO const& object, StoreBatch& batch)
+  void Store(std::string const& file, MeasurementDataDO const& object, Report& report)
   {
     Uuid const& uuid = object.getCurrentUuid().getUuid();
     RequireStorable(uuid, StoredObject::FindDamage(object));
-    batch.Add(object.getBinaryData().size());
-    auto const earlier = database_->FindMeasurement(device_, uuid);
+    DeviceDatabase& database = DatabaseFor(object.getBinaryData().size(), report);
+    auto const earlier = database.FindMeasurement(device_, uuid);
     char const* const result = ResultOf(earlier, object);
     if (result != kUnchanged)
-      database_->PutMeasurement(device_, object);
-    pending_.push_back({file, "measurement", uuid, result});
+      database.PutMeasurement(device_, object);
+    pending_.push_back({file, "measurement", uuid, result, false});
   }
 
-  void Store(std::string const& file, TrendDataDO const& object, StoreBatch& batch)
+  void Store(std::string const& file, TrendDataDO const& object, Report& report)
   {
     Uuid const& uuid = object.getCurrentUuid().getUuid();
     RequireStorable(uuid, StoredObject::FindDamage(object));
-    batch.Add(object.getData().size());
-    auto const earlier = database_->FindTrend(device_, uuid);
+    DeviceDatabase& database = DatabaseFor(object.getData().size(), report);
+    auto const earlier = database.FindTrend(device_, uuid);
     char const* const result = ResultOf(earlier, object);
+    bool const isLate = result != kUnchanged && IsLate(object);
     if (result != kUnchanged)
-      database_->PutTrend(device_, object);
-    pending_.push_back({file, "trend", uuid, result});
+      database.PutTrend(device_, object);
+    pending_.push_back({file, "trend", uuid, result, isLate});
+  }
+
+  /// Whether a closed trend reaches into what was thinned before this call.
+  bool IsLate(TrendDataDO const& object)
+  {
+    if (!object.getClosed() || object.getNumSamples() == 0)
+      return false;
+    Uuid const& value = object.getCharacteristicValueConfig().getUuid();
+    auto const known = thinnedUntil_.find(value);
+    // Looked up once: putting trends sets it back.
+    long long const until = known != thinnedUntil_.end() ? known->second : thinnedUntil_[value] = ThinnedUntil(value);
+    return object.getFirstTimeStamp() < until;
+  }
+
+  long long ThinnedUntil(Uuid const& value)
+  {
+    long long until = std::numeric_limits<long long>::min();
+    auto const ledger = RetentionLedger(*database_, device_, value).Look();
+    if (!ledger || !ledger->anchor)
+      return until;
+    for (RetentionLedger::AgeClass const& ageClass : ledger->ageClasses)
+      if (ageClass.count != 0)
+        until = std::max(until, ageClass.until);
+    return until;
   }
 
   template <class T>
@@ -248,7 +320,13 @@ private:
     return StoredObject::AreSame(*earlier, object) ? kUnchanged : kReplaced;
   }
 
-  void PutValues(std::optional<TrendCsvReader::Result> const& table, StoreBatch& batch)
+  void PutBookmarks(Report& report)
+  {
+    for (long long const bookmark : bookmarks_)
+      DatabaseFor(0, report).PutBookmark(device_, *value_, bookmark);
+  }
+
+  void PutValues(std::optional<TrendCsvReader::Result> const& table, Report& report)
   {
     if (!table)
       return;
@@ -256,8 +334,7 @@ private:
     {
       CharacteristicValueDataDO object;
       object.setMeasurementTimeStamp(entry.TimeStamp);
-      batch.Add(sizeof(entry));
-      database_->PutCharacteristicValue(device_, *config_, entry.Value, object);
+      DatabaseFor(sizeof(entry), report).PutCharacteristicValue(device_, *config_, entry.Value, object);
     }
   }
 
@@ -266,6 +343,7 @@ private:
     for (Stored const& stored : pending_)
     {
       ++(stored.result == kStored ? stored_ : stored.result == kReplaced ? replaced_ : unchanged_);
+      late_ += stored.isLate;
       report.Detail(stored.file, std::string(stored.kind) + " " + stored.uuid.ToString() + " " + stored.result);
       if (!json_)
         continue;
@@ -293,6 +371,25 @@ private:
     if (!bookmarks_.empty())
       parts.push_back(Text::Counted(bookmarks_.size(), "bookmark"));
     report.Say(store_.Name() + ": " + Text::Join(parts, ", "));
+    if (late_ != 0)
+      report.Note(store_.Name(), Text::Counted(late_, "trend") + (late_ == 1 ? " reaches" : " reach") +
+                                     " into what was thinned already; the next run thins that again");
+    if (json_)
+      report.Data(JsonText::Line(DescribeAll(values)));
+  }
+
+  Json DescribeAll(std::size_t values) const
+  {
+    Json object = JsonText::Object("qen.db-put/1");
+    object["device_uuid"] = device_.ToString();
+    object["kind"] = "all";
+    object["stored"] = stored_;
+    object["replaced"] = replaced_;
+    object["unchanged"] = unchanged_;
+    object["trends_in_thinned_time"] = late_;
+    object["characteristic_value_count"] = values;
+    object["bookmark_count"] = bookmarks_.size();
+    return object;
   }
 
   static constexpr char kStored[] = "stored";
@@ -313,7 +410,9 @@ private:
   Uuid device_;
   std::exception_ptr failure_;
   std::vector<Stored> pending_; ///< of the transaction that is open
-  unsigned long long stored_ = 0, replaced_ = 0, unchanged_ = 0;
+  std::optional<StoreBatch> batch_;
+  std::map<Uuid, long long> thinnedUntil_; ///< of characteristic values, as this call found them
+  unsigned long long stored_ = 0, replaced_ = 0, unchanged_ = 0, late_ = 0;
 };
 } // namespace
 
