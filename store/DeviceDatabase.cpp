@@ -99,13 +99,15 @@ SqlText const kDeleteDevice[] = {{"delete device", "DELETE FROM retention WHERE 
                                  {"delete device", "DELETE FROM bookmark WHERE device_uuid = $1"},
                                  {"delete device", "DELETE FROM device WHERE device_uuid = $1"}};
 
-/// Devices that are not there and have rows in other tables.
-SqlText const kListStrayRows{"list stray rows", "SELECT device_uuid FROM measurement UNION "
-                                                "SELECT device_uuid FROM trend UNION "
-                                                "SELECT device_uuid FROM characteristic_value UNION "
-                                                "SELECT device_uuid FROM bookmark UNION "
-                                                "SELECT device_uuid FROM retention EXCEPT "
-                                                "SELECT device_uuid FROM device ORDER BY device_uuid"};
+/// Devices that are not there and have rows in other tables. All rows are looked at.
+SqlText const kListStrayRows{"list stray rows",
+                             "SELECT device_uuid FROM measurement UNION "
+                             "SELECT device_uuid FROM trend UNION "
+                             "SELECT device_uuid FROM characteristic_value UNION "
+                             "SELECT device_uuid FROM bookmark UNION "
+                             "SELECT device_uuid FROM retention EXCEPT "
+                             "SELECT device_uuid FROM device ORDER BY device_uuid",
+                             true};
 
 /// A list of conditions that the caller chooses, with their parameters.
 class Filter

@@ -444,7 +444,8 @@ PostgresConnection::Result PostgresConnection::run(SqlText const& statement, Sql
   if (binary.IsTooLong())
     fail(statement.name, "more than a server takes at once", __LINE__);
   std::string const& prepared = prepare(statement, parameters);
-  return ask(statement.name, silence_,
+  Limit const limit = statement.takesAnyTime ? Limit() : silence_;
+  return ask(statement.name, limit,
              [&]
              {
                return PQsendQueryPrepared(connection_.get(), prepared.c_str(), binary.Count(), binary.Values(),

@@ -16,6 +16,7 @@ struct SqlText
 {
   char const* name;
   std::string text;
+  bool takesAnyTime = false; ///< reads so much that no limit makes sense
 };
 
 /// One parameter of a statement. Bytes are borrowed until the statement has run.

@@ -202,11 +202,12 @@ TEST_F(PostgresSessions, ServerThatTakesNothingIsGivenUp)
                                  "measure: the server did not answer in time", kFile);
 }
 
-TEST_F(PostgresSessions, ScriptsTakeAnyTimeAndAnswersOnlyTheirLimit)
+TEST_F(PostgresSessions, ScriptsAndChecksTakeAnyTimeAndOtherAnswersOnlyTheirLimit)
 {
   PostgresConnection connection(url_, kHasty);
   EXPECT_NO_THROW(connection.RunScript("sleep", "SELECT pg_sleep(1.5)"));
-  static SqlText const statement{"sleep", "SELECT pg_sleep(1.5)"};
+  EXPECT_NO_THROW(connection.Query({"sleep", "SELECT pg_sleep(1.5)", true}, {}));
+  static SqlText const statement{"sleep", "SELECT pg_sleep(1.4)"};
   ExpectThrow<DatabaseException>([&] { connection.Query(statement, {}); }, "sleep: the server did not answer in time",
                                  kFile);
   PostgresConnection patient(url_, {false, std::chrono::milliseconds(0), std::chrono::milliseconds(20000)});
