@@ -16,8 +16,7 @@ constexpr char kDetails[] =
     "for each device a folder named by its UUID with the records and documents as they are (measurements,\n"
     "trends), characteristic values and bookmarks as tables, the device's details, and rows.jsonl with every\n"
     "row's columns, written last: a folder without it is not complete. Damaged rows are written as they are.\n"
-    "Give the same command with --force to write a folder again: files of the earlier export that are no part\n"
-    "of the new one are removed when that is complete.\n\n"
+    "Give the same command with --force to write a folder again.\n\n"
     "Examples:\n"
     "  qen db export backup\n"
     "  qen db export --device d1d00000-0000-4000-8000-000000000001 one-device";
@@ -56,7 +55,6 @@ private:
     OutputPlan::MakeFolder(folder.Path());
     // Found out before anything else is written, and kept until all is.
     OutputFile rows(folder.Rows(), Existing());
-    std::set<std::string> const earlier = EarlierFiles(folder);
     rows_ = 0;
     Json head = JsonText::Object(StoreFolder::kSchema);
     head["device_uuid"] = device.ToString();
@@ -69,7 +67,6 @@ private:
     ExportTrends(database, device, folder, rows, report);
     ExportValues(database, device, folder, rows);
     rows.Commit();
-    RemoveStale(earlier, folder.NamedFiles());
     if (json_)
     {
       head["rows"] = rows_ - 1;
@@ -79,26 +76,6 @@ private:
     else
       report.Say("device " + device.ToString() + " -> " + Text::Printable(folder.Path()) + ": " +
                  Text::Counted(rows_ - 1, "row"));
-  }
-
-  /// What is no export, although it is called so, has no files.
-  static std::set<std::string> EarlierFiles(StoreFolder const& folder)
-  try
-  {
-    return folder.NamedFiles();
-  }
-  catch (ToolError const&)
-  {
-    return {};
-  }
-
-  /// Files that only the earlier export had. Others in the folder are the user's own.
-  static void RemoveStale(std::set<std::string> const& earlier, std::set<std::string> const& now)
-  {
-    for (std::string const& file : earlier)
-      if (std::error_code error; !now.contains(file) && !std::filesystem::remove(file, error) && error)
-        throw ToolError(ExitCode::Disk,
-                        Text::Printable(file) + " of the earlier export cannot be removed: " + error.message());
   }
 
   void ExportMeasurements(DeviceDatabase& database, Uuid const& device, StoreFolder const& folder, OutputFile& rows,

@@ -1,10 +1,6 @@
 #include "StoreFolder.h"
 
 #include "DetailsDocument.h"
-#include "InputFile.h"
-#include "LineReader.h"
-
-#include "platform/VelmoraException.h"
 
 #include <filesystem>
 
@@ -28,47 +24,6 @@ UuidEntryDO ReadEntry(Json const& object)
 std::string StoreFolder::Document(std::string const& record)
 {
   return std::filesystem::path(record).replace_extension(DetailsDocument::kExtension).native();
-}
-
-std::set<std::string> StoreFolder::NamedFiles() const
-{
-  std::set<std::string> files;
-  if (std::error_code error; !std::filesystem::exists(Rows(), error))
-    return files;
-  InputFile const file(Rows());
-  for (LineReader lines(file); lines.Next();)
-    if (Json const line = Json::parse(lines.Line(), nullptr, false); line.is_object())
-      AddFiles(line, files);
-  return files;
-}
-
-/// What is not as export writes it may be anything, and names nothing.
-void StoreFolder::AddFiles(Json const& line, std::set<std::string>& files) const
-try
-{
-  std::string const kind = line.value("kind", "");
-  std::string record;
-  if (kind == "measurement")
-    record = Measurement(ReadEntry(line.at("measurement")).getUuid());
-  else if (kind == "trend")
-    record = Trend(ReadEntry(line.at("trend")).getUuid());
-  else if (kind == "values")
-    files.insert(Values(ReadUuid(line)));
-  else if (kind == "bookmarks")
-    files.insert(Bookmarks(ReadUuid(line)));
-  else if (kind.empty() && line.at("schema").get<std::string>() == kSchema && line.at("has_details").get<bool>())
-    files.insert(Device());
-  if (record.empty())
-    return;
-  files.insert(record);
-  if (line.at("has_details").get<bool>())
-    files.insert(Document(record));
-}
-catch (nlohmann::json::exception const&)
-{
-}
-catch (VelmoraException const&)
-{
 }
 
 Json StoreFolder::Describe(char const* kind, Uuid const& uuid) { return {{"kind", kind}, {"uuid", uuid.ToString()}}; }

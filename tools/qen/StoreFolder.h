@@ -6,7 +6,6 @@
 #include "platform/database/TrendDataDO.h"
 #include "store/RetentionLedger.h"
 
-#include <set>
 #include <string>
 
 /// A device of a store as a folder of files:
@@ -34,9 +33,6 @@ public:
   /// The document of a record.
   static std::string Document(std::string const& record);
 
-  /// The files that rows.jsonl names; lines of another kind name none. Throws ToolError when it cannot be read.
-  std::set<std::string> NamedFiles() const;
-
   /// Lines of rows.jsonl, without what the record holds.
   static Json Describe(MeasurementDataDO const& object);
   static Json Describe(TrendDataDO const& object);
@@ -53,8 +49,6 @@ public:
   static constexpr char kSchema[] = "qen.db-export/1";
 
 private:
-  void AddFiles(Json const& line, std::set<std::string>& files) const;
-
   std::string Name(char const* folder, Uuid const& uuid, char const* extension) const
   {
     return path_ + "/" + folder + "/" + uuid.ToString() + extension;

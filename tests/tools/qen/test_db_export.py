@@ -76,39 +76,6 @@ class Export(StoreTest):
         self.fails(5, "backup/%s/rows.jsonl not written: the file exists, --force replaces it" % DEVICE, "db", "export", "backup")
         self.run_tool("db", "export", "backup", "--force")
 
-    def files(self, folder):
-        return sorted(os.path.relpath(os.path.join(path, name), self.path(folder).decode())
-                      for path, _, names in os.walk(self.path(folder).decode()) for name in names)
-
-    def test_files_of_the_earlier_export_that_no_row_names_any_more_are_removed(self):
-        self.fill()
-        self.run_tool("db", "export", "backup")
-        folder = "backup/%s/" % DEVICE
-        for name in ("notes.txt", "trends/%s.qtr" % number_of(70), "measurements/%s.txt" % number_of(1)):
-            self.write(folder + name, "the user's own")
-        with open(self.path(folder + "rows.jsonl"), "ab") as rows:
-            rows.write(b'{"kind": "trend", "trend": {"uuid": "../../notes", "id": 0, "flag": false}}\n[]\nnothing\n')
-        self.run_tool("db", "retain", "--apply", "--now", str(START + 20 * DAY))
-        self.change("DELETE FROM measurement WHERE measurement_uuid = ?", number_of(0).bytes)
-        self.change("DELETE FROM characteristic_value")
-        self.change("DELETE FROM bookmark")
-        self.change("UPDATE measurement SET details = x''")
-        self.change("UPDATE device SET details = x''")
-        self.run_tool("db", "export", "fresh")
-        own = {"%s/%s" % (DEVICE, name) for name in ("notes.txt", "trends/%s.qtr" % number_of(70), "measurements/%s.txt" % number_of(1))}
-        self.assertLess(len(self.files("fresh")), len(self.files("backup")) - len(own))
-        self.run_tool("db", "export", "backup", "--force")
-        self.assertEqual(sorted(set(self.files("fresh")) | own), self.files("backup"))
-
-    def test_an_export_that_fails_removes_nothing(self):
-        self.fill()
-        self.run_tool("db", "export", "backup")
-        self.run_tool("db", "retain", "--apply", "--now", str(START + 20 * DAY))
-        self.change("DROP TABLE bookmark")
-        before = self.files("backup")
-        self.run_tool("db", "export", "backup", "--force", code=5)
-        self.assertLessEqual(set(before), set(self.files("backup")))
-
     def test_a_ledger_is_not_taken_where_there_are_other_trends(self):
         self.fill()
         self.run_tool("db", "export", "backup")
