@@ -20,4 +20,17 @@ build() {
   cmake --preset "$preset" >"$ROOT/build/$preset-configure.log" 2>&1 || { cat "$ROOT/build/$preset-configure.log"; return 1; }
   cmake --build "build/$preset" -j "$JOBS" ${1:+--target "$@"}
 }
+
+# must_report FOLDER FAULT TEXT: the program with the planted fault must fail and say TEXT; a fault that goes unseen makes the
+# lane worthless, and so does a program that fails because it could not run
+launcher=()
+must_report() {
+  local program=$1/tests/planted/planted_$2
+  if "${launcher[@]}" "$program" >build/planted.log 2>&1 || ! grep -q "$3" build/planted.log; then
+    cat build/planted.log >&2
+    echo "planted fault went unseen: $program" >&2
+    return 1
+  fi
+}
+
 mkdir -p build

@@ -11,7 +11,6 @@
 namespace
 {
 constexpr char const kSourceUnit[] = "StoreSchema.cpp";
-constexpr char const kVersionTable[] = "qen_store";
 
 // The device leads every key: a distributed engine keeps all rows of a device together. References are UUIDs with the
 // number and the flag that database objects carry beside them. Details documents are bytes, because they have to come
@@ -125,7 +124,7 @@ std::string inDialect(std::string script, SqlDialect const& dialect)
 unsigned int readVersion(SqlConnection& connection)
 {
   static SqlText const statement{"read schema version", "SELECT version FROM qen_store"};
-  if (!connection.HasTable(kVersionTable))
+  if (!connection.HasTable(StoreSchema::kVersionTable))
     return 0;
   auto const rows = connection.Query(statement, {});
   if (!rows->Next())
