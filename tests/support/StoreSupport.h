@@ -5,16 +5,20 @@
 #include "platform/database/TrendDataDO.h"
 #include "store/DeviceDatabase.h"
 #include "store/RetentionRun.h"
+#ifdef QEN_POSTGRES
+#include "support/PostgresServer.h"
+#endif
 #include "support/ShrinkRun.h"
 #include "support/TrendRecords.h"
 
 #include <algorithm>
 #include <compare>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
 
-// Stores in memory for the tests of retention, filled and read without looking at how runs work.
+// Stores for the tests of retention, filled and read without looking at how runs work.
 
 inline constexpr long long kStoreStart = 1767225600000000; // 2026-01-01T00:00:00Z
 
@@ -108,11 +112,23 @@ inline EntryBytes EntryWithValue(long long time, double value, unsigned char sta
 
 inline double ValueOf(EntryBytes const& entry) { return ToEntry(entry).Value; }
 
+/// Where stores of tests that need no particular engine are: in memory, or each in a fresh schema of a server where
+/// QEN_STORE_ENGINE says "postgresql".
+inline std::string UrlOfAFreshStore()
+{
+#ifdef QEN_POSTGRES
+  char const* const engine = std::getenv("QEN_STORE_ENGINE");
+  if (engine != nullptr && std::string(engine) == "postgresql")
+    return PostgresServer::Instance().Url(PostgresServer::Instance().FreshSchema());
+#endif
+  return "sqlite::memory:";
+}
+
 /// A store with one device, most of all for one characteristic value.
 class RetentionStore
 {
 public:
-  DeviceDatabase database{"sqlite::memory:"};
+  DeviceDatabase database{UrlOfAFreshStore()};
   Uuid device = CountingUuid(0x90);
   Uuid value = TrendParts().configUuid;
   RetentionSettings settings;
