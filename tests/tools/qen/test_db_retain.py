@@ -50,6 +50,20 @@ class Retain(RetainTest):
                          (value["schema"], value["device_uuid"], value["characteristic_value_config_uuid"], value["error"]))
         self.assertEqual((1, 0, NOW), (everything["value_count"], everything["failed_count"], everything["now_us"]))
 
+    def test_peaks_are_kept_when_asked_for(self):
+        values = [(i * 389) % 1009 for i in range(len(self.all))]
+        self.all = [entry(START + i * 5 * MINUTE, value, 1) for i, value in enumerate(values)]
+        self.put_weeks()
+        # Days but the last one are thinned by the day, of that all hours but the last one by the hour.
+        periods = [range(day * 288, day * 288 + 288) for day in range(9)] + [range(9 * 288 + hour * 12, 9 * 288 + hour * 12 + 12) for hour in range(23)]
+        peaks = sorted(extreme(period, key=values.__getitem__) for period in periods for extreme in (min, max))
+        arguments = ("--now", str(NOW), "--keep-peaks")
+        foretold = self.run_tool("db", "simulate", *arguments, "--value", str(CONFIG), "--json").objects()
+        self.run_tool("db", "retain", "--apply", *arguments)
+        self.assertEqual(self.thinned(pins=[time_of(self.all[i]) for i in peaks]), self.entries())
+        self.assertLessEqual({self.all[i] for i in peaks}, set(self.entries()))
+        self.assertEqual(len(self.entries()), foretold[-1]["entries_after"])
+
     def test_what_remains_is_what_the_rule_says(self):
         self.put_weeks()
         done = self.run_tool("db", "retain", "--now", str(NOW), "--json", "--apply")
