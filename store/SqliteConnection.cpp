@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <sqlite3.h>
 #include <string>
 #include <sys/stat.h>
-#include <system_error>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -51,7 +53,9 @@ int systemErrorOf(sqlite3* database)
 std::string reasonOf(sqlite3* database, int systemError)
 {
   std::string reason = sqlite3_errmsg(database);
-  return systemError == 0 ? reason : reason + ": " + std::generic_category().message(systemError);
+  // In English whatever the locale is, as the engine's part is.
+  char const* const description = systemError == 0 ? nullptr : strerrordesc_np(systemError);
+  return description == nullptr ? reason : reason + ": " + description;
 }
 
 /// @param systemError  is told, too: the engine calls a full disk an I/O error like any other
@@ -255,7 +259,7 @@ SqliteConnection::SqliteConnection(std::string const& path, DatabaseAccess const
   if (access.readOnly)
     makeReadable(path, access);
   else
-    prepareToWrite();
+    prepareToWrite(access.patience);
 }
 
 // Statements have to go before the database they belong to.
@@ -279,12 +283,30 @@ void SqliteConnection::open(std::string const& path, int flags, DatabaseAccess c
   RunScript(openName_.c_str(), "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
 }
 
-void SqliteConnection::prepareToWrite()
+void SqliteConnection::prepareToWrite(std::chrono::milliseconds patience)
 {
   // This one writes, and would wait for other writers whenever a store is opened.
   if (isEmpty())
     RunScript(openName_.c_str(), "PRAGMA auto_vacuum = INCREMENTAL");
-  RunScript(openName_.c_str(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+  startLog(patience);
+  RunScript(openName_.c_str(), "PRAGMA synchronous = FULL");
+}
+
+// Of processes that make one store at the same time the engine has all but one fail here, and at once: it knows that
+// those that read already would wait for each other.
+void SqliteConnection::startLog(std::chrono::milliseconds patience)
+{
+  auto const deadline =
+      std::chrono::steady_clock::now() + std::min<std::chrono::milliseconds>(patience, std::chrono::hours(24 * 365));
+  auto const start = [this]
+  { return sqlite3_exec(database_.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr); };
+  int code = start();
+  while (primary(code) == SQLITE_BUSY && std::chrono::steady_clock::now() < deadline)
+  {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    code = start();
+  }
+  require(code, openName_.c_str());
 }
 
 // A process that was killed while it made the store has left a journal, and one whose log cannot be read alone a log:

@@ -40,7 +40,8 @@ private:
 
   /// In place of what is open.
   void open(std::string const& path, int flags, DatabaseAccess const& access);
-  void prepareToWrite();
+  void prepareToWrite(std::chrono::milliseconds patience);
+  void startLog(std::chrono::milliseconds patience);
   /// Settles what a process that was cut off has left, and goes without locks where nothing can be written.
   void makeReadable(std::string const& path, DatabaseAccess const& access);
   /// Has the engine roll back or take in what was cut off. @return as probe()

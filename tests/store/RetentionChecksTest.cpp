@@ -7,13 +7,13 @@
 #include "signalprocessing/io/file/Trend.h"
 #include "store/RetentionLedger.h"
 #include "store/RetentionSimulation.h"
+#include "support/ClassicStream.h"
 #include "support/Expectations.h"
 #include "support/StoreSupport.h"
 #include "utilities/exception/ExceptionFactory.h"
 
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 
 namespace
 {
@@ -53,7 +53,7 @@ Questions questions;
 /// Minutes after the start; microseconds behind a full minute are told beside it.
 std::string minute(long long time)
 {
-  std::ostringstream text;
+  ClassicStream text;
   text << ' ' << (time - kStoreStart) / kMinute;
   if (long long const rest = (time - kStoreStart) % kMinute; rest != 0)
     text << '+' << rest;
@@ -70,7 +70,7 @@ std::string minutes(ThinningCheck::Entries entries)
 
 std::string text(ThinningStretch const& stretch)
 {
-  std::ostringstream text;
+  ClassicStream text;
   text << " from" << minute(stretch.from) << " to" << minute(stretch.to) << " by " << stretch.periodLength / kMinute
        << " with " << stretch.count;
   return text.str();
