@@ -554,10 +554,13 @@ unsigned short InternalTimeSignal::convertElements(sample_datatype32_t target, v
     auto* const converted = static_cast<U*>(out);
     // What is refused is refused before the first block, also when there is none.
     TypeConverter::Convert<T, U>(converted == nullptr ? record_.SampleCount : 0, samples.data(), converted);
-    checksum = Checksum::WhileHot(converted, samples.size(),
-                                  [&](std::size_t first, std::size_t count)
-                                  { TypeConverter::Convert(count, samples.data() + first, converted + first); });
-    std::fill_n(converted + samples.size(), MemorySize(record_.SampleCount - samples.size()), U(0));
+    if constexpr (!TypeConverter::kNarrows<T, U>)
+    {
+      checksum = Checksum::WhileHot(converted, samples.size(),
+                                    [&](std::size_t first, std::size_t count)
+                                    { TypeConverter::Convert(count, samples.data() + first, converted + first); });
+      std::fill_n(converted + samples.size(), MemorySize(record_.SampleCount - samples.size()), U(0));
+    }
   };
   if (!VisitSampleType(target, convert))
     throw UnknownDataType(target, kConversionSourceUnit);

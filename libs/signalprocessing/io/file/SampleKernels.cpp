@@ -34,31 +34,38 @@ struct Extremes
   }
 };
 
-// The quarters of the samples side by side: a minimum waits for the one before it, and the vector units have time for
-// several. Registers of 32 bits are too few for four pairs of 64-bit extremes.
+// Four quarters of the samples side by side: a minimum waits for the one before it, and the vector units have time for
+// several. The quarters are rounded up and overlap, as samples may be looked at twice. Registers of 32 bits are too few
+// for four pairs of 64-bit extremes.
 template <class T>
 QEN_VECTOR_CLONES Extremes<T> findExtremes(T const* samples, std::size_t count)
 {
-  std::size_t const quarter = sizeof(T) > sizeof(std::size_t) ? 0 : count / 4;
-  T const* const second = samples + quarter;
-  T const* const third = second + quarter;
-  T const* const fourth = third + quarter;
   Extremes<T> inFirst;
-  Extremes<T> inSecond;
-  Extremes<T> inThird;
-  Extremes<T> inFourth;
-  for (std::size_t i = 0; i < quarter; ++i)
+  if constexpr (sizeof(T) > sizeof(std::size_t))
   {
-    inFirst.include(samples[i]);
-    inSecond.include(second[i]);
-    inThird.include(third[i]);
-    inFourth.include(fourth[i]);
+    for (std::size_t i = 0; i < count; ++i)
+      inFirst.include(samples[i]);
   }
-  for (std::size_t i = 4 * quarter; i < count; ++i)
-    inFirst.include(samples[i]);
-  inFirst.include(inSecond);
-  inThird.include(inFourth);
-  inFirst.include(inThird);
+  else
+  {
+    std::size_t const quarter = count / 4 + (count % 4 != 0);
+    T const* const second = samples + std::min(quarter, count - quarter);
+    T const* const third = samples + std::min(2 * quarter, count - quarter);
+    T const* const fourth = samples + (count - quarter);
+    Extremes<T> inSecond;
+    Extremes<T> inThird;
+    Extremes<T> inFourth;
+    for (std::size_t i = 0; i < quarter; ++i)
+    {
+      inFirst.include(samples[i]);
+      inSecond.include(second[i]);
+      inThird.include(third[i]);
+      inFourth.include(fourth[i]);
+    }
+    inFirst.include(inSecond);
+    inThird.include(inFourth);
+    inFirst.include(inThird);
+  }
   return inFirst;
 }
 

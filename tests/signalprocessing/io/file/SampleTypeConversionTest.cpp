@@ -500,12 +500,30 @@ TEST(SampleTypeConversion, ConvertToRefusesUnknownTargets)
       });
 }
 
+TEST(SampleTypeConversion, ConvertToCopiesLongSignalsOfItsOwnType)
+{
+  ForEachSampleElement(
+      []<class T>(std::type_identity<T>, sample_datatype32_t own)
+      {
+        std::size_t const count = 3 * 16384 / sizeof(T) + 5;
+        std::vector<T> const samples = RandomBits<T>(count, count);
+        TimeSignal const signal = SignalOf(samples);
+        std::vector<T> out(count);
+        ObjectOf(signal)->ConvertTo<T>(own, out.data());
+        EXPECT_EQ(std::memcmp(out.data(), samples.data(), count * sizeof(T)), 0) << own;
+      });
+}
+
 TEST(SampleTypeConversion, ConvertToRefusesAMissingOutputBeforeNarrowing)
 {
-  TimeSignal const signal = SignalOf<short>({1, 2, 3});
-  for (sample_datatype32_t const target : kSampleTypes)
-    ExpectThrow<TypeConverterException>([&] { ObjectOf(signal)->ConvertTo<short>(target, nullptr); },
-                                        kMissingArrayMessage, kTypeConverterUnit);
+  ForEachSampleElement(
+      []<class T>(std::type_identity<T>, sample_datatype32_t)
+      {
+        TimeSignal const signal = SignalOf(MixedSamples<T>(3, 1));
+        for (sample_datatype32_t const target : kSampleTypes)
+          ExpectThrow<TypeConverterException>([&] { ObjectOf(signal)->ConvertTo<T>(target, nullptr); },
+                                              kMissingArrayMessage, kTypeConverterUnit);
+      });
 }
 
 TEST(SampleTypeConversion, ConvertToOfNoSamplesLooksAtNoOutput)

@@ -515,6 +515,22 @@ TEST(TrendPin, EmptyPeriodWithoutCleanupPassesNoValue)
   EXPECT_EQ(SpotsOf(Shrink(settings, kNow, {hours, day}), start), Minutes({0, 130, 720}));
 }
 
+TEST(TrendPin, EmptyPeriodsPassNoValueOfTheHoursWithoutCleanupBehindThem)
+{
+  // The first group has an empty day and then hours without cleanup, where the value is. The second one starts a
+  // microsecond earlier, so that it has a day there.
+  ShrinkSettings settings;
+  settings.perDayOlderThanOneDay = 1;
+  long long const start = kNow - 2 * kDay + 1;
+  TrendParts const first = TrendAt({{0, 1}, {3 * kDay, 1}}, start + 1 - 2 * kDay);
+  TrendParts second = TrendAt({{6 * kHour, 1}, {12 * kHour, 1}}, start);
+  second.limit = 9;
+  Spots const kept = {{1 - 2 * kDay, 1}, {1 + kDay, 1}};
+  EXPECT_EQ(SpotsOf(Shrink(settings, kNow, {first, second}, {start + 6 * kHour}), start),
+            (Spots{kept[0], kept[1], {6 * kHour, 1}}));
+  EXPECT_EQ(SpotsOf(Shrink(settings, kNow, {first, second}), start), (Spots{kept[0], kept[1], {12 * kHour, 1}}));
+}
+
 TEST(TrendPin, SlotBehindTheLastEntryOfAPeriodPassesTheValuesBeforeTheNextOne)
 {
   // Two slots: nothing is left for the second, which compares the value at 40 with the entry at 70 and passes it. That
@@ -525,6 +541,19 @@ TEST(TrendPin, SlotBehindTheLastEntryOfAPeriodPassesTheValuesBeforeTheNextOne)
   second.limit = 9;
   EXPECT_EQ(SpotsOf(Shrink(HourCount(2), kNow, {first, second}, {start + 40 * kMinute}), start), Minutes({10, 70, 45}));
   EXPECT_EQ(SpotsOf(Shrink(HourCount(2), kNow, {second}, {start + 40 * kMinute}), start), Minutes({40}));
+}
+
+TEST(TrendPin, EmptyPeriodPassesTheValuesBeforeTheNextEntry)
+{
+  // The second hour is empty; its slot compares the value at 70 with the entry at 130, which is too young to look at
+  // values itself. In the next group, which goes back to 70, the value is missing.
+  long long const start = kNow - 3 * kHour;
+  TrendParts const first = TrendAt(Minutes({10, 130}), start);
+  TrendParts second = TrendAt(Minutes({70, 95}), start);
+  second.limit = 9;
+  EXPECT_EQ(SpotsOf(Shrink(HourCount(1), kNow, {first, second}, {start + 70 * kMinute}), start),
+            Minutes({10, 130, 95}));
+  EXPECT_EQ(SpotsOf(Shrink(HourCount(1), kNow, {second}, {start + 70 * kMinute}), start), Minutes({70}));
 }
 
 TEST(TrendPin, SlotBehindTheLastEntryOfAllPassesNoValue)
