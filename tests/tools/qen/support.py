@@ -1,11 +1,13 @@
 """What the tests of the tool share: running it, and independent models of its file formats."""
 
+import contextlib
 import datetime
 import functools
 import json
 import math
 import os
 import operator
+import pty
 import shlex
 import shutil
 import struct
@@ -294,6 +296,20 @@ class ToolTest(unittest.TestCase):
         self.assertEqual("qen: " + message + "\n", result.err)
         self.assertEqual("", result.out)
         return result
+
+    def shown_on_terminal(self, *arguments):
+        """What a run shows on a terminal; what it prints goes elsewhere."""
+        main, side = pty.openpty()
+        process = self.start(*arguments, stdout=subprocess.DEVNULL, stderr=side)
+        os.close(side)
+        shown = b""
+        # A terminal whose other side is closed gives an error instead of an end.
+        with contextlib.suppress(OSError):
+            while piece := os.read(main, 4096):
+                shown += piece
+        os.close(main)
+        self.assertEqual(0, process.wait(), shown)
+        return shown.decode()
 
     def peak_memory(self, *arguments, code):
         """Kilobytes that a run took at most. Sanitizers must not keep what was freed."""

@@ -50,6 +50,17 @@ class Retain(RetainTest):
                          (value["schema"], value["device_uuid"], value["characteristic_value_config_uuid"], value["error"]))
         self.assertEqual((1, 0, NOW), (everything["value_count"], everything["failed_count"], everything["now_us"]))
 
+    def test_progress_shows_on_a_terminal_only(self):
+        self.put_weeks()
+        self.put_weeks(OTHER_DEVICE)
+        now = ("--now", str(NOW))
+        for last, arguments in (("[2/2] ", ("retain", *now)), ("[2/2] ", ("retain", "-j", "2", *now)), ("[3/3] ", ("check",)),
+                                ("[3/3] ", ("export", "out", "--force")), ("[2/2] ", ("retain", "--apply", *now))):
+            with self.subTest(arguments):
+                self.assertIn(last, self.shown_on_terminal("db", *arguments))
+                self.assertNotRegex(self.shown_on_terminal("db", *arguments, "-q"), r"\[\d/\d\]")
+                self.assertNotRegex(self.run_tool("db", *arguments).err, r"\[\d/\d\]")
+
     def test_peaks_are_kept_when_asked_for(self):
         values = [(i * 389) % 1009 for i in range(len(self.all))]
         self.all = [entry(START + i * 5 * MINUTE, value, 1) for i, value in enumerate(values)]
