@@ -4,6 +4,7 @@ export LC_ALL=C
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$ROOT"
 JOBS=${JOBS:-$(nproc)}
+export QEN_RECORDINGS=${QEN_RECORDINGS:-$ROOT/../shared/data}
 
 # packages GROUP...: the packages of these groups, one a line
 packages() {
