@@ -25,6 +25,8 @@ def command_words(variable, otherwise):
 
 
 COMMAND = command_words("QEN_COMMAND", "qen")
+# The tool is built for another processor than Python.
+IS_FOREIGN = os.environ.get("QEN_IS_FOREIGN", "") not in ("", "FALSE")
 
 # name: (number in the header, struct letter)
 SAMPLE_TYPES = {

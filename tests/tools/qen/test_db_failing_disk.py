@@ -6,7 +6,7 @@ import unittest
 
 from db_fault_scenarios import CASES, beside_store, careless, case_of, is_of_store
 from faults import STRIDE, Disk, FaultTest, at_once, each_state_of_lost_power, is_temporary, tell
-from support import COMMAND
+from support import IS_FOREIGN
 
 # The kind of fault, whether once or forever, and from one call that has its turn to the next.
 # Every call has its turn in a long run.
@@ -128,7 +128,7 @@ class FailingStore(FaultTest):
         self.assertGreater(runs, 1600 // (IN_TURN * STRIDE))
         tell("failing disk under stores: %d runs with faults of %d commands left %d different states" % (runs, len(CASES), states))
 
-    @unittest.skipIf(len(COMMAND) > 1, "the careless program is none of the other machine")
+    @unittest.skipIf(IS_FOREIGN, "the careless program is none of the other machine")
     def test_careless_programs_are_noticed(self):
         def problems(manner):
             case = careless(manner)

@@ -4,7 +4,7 @@ import os
 import unittest
 
 from db_killed import KilledTest, PostgresEngine, SqliteEngine
-from support import COMMAND
+from support import IS_FOREIGN
 
 STRIDE = int(os.environ.get("QEN_FAULTS_STRIDE", "1"))
 
@@ -23,7 +23,7 @@ class Killed(KilledTest):
         self.check_that_half_a_transaction_is_noticed()
 
 
-@unittest.skipIf(len(COMMAND) > 1, "the other machine has no PostgreSQL")
+@unittest.skipIf(IS_FOREIGN, "the other machine has no PostgreSQL")
 class KilledOnPostgres(KilledTest):
     lives = 4
     make_engine = PostgresEngine

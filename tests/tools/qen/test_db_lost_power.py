@@ -7,7 +7,7 @@ import unittest
 
 from db_fault_scenarios import CASES, SHARED, beside_store, careless, case_of
 from faults import STRIDE, Disk, FaultTest, at_once, each_state_of_lost_power, is_temporary, tell
-from support import COMMAND
+from support import IS_FOREIGN
 
 # What processes shared may be on the disk in any state.
 GARBAGE = {SHARED: b"\xff" * 32768}
@@ -72,7 +72,7 @@ class LostStore(StoreTest):
         self.assertGreater(count, 5000 // STRIDE)
         tell("lost power under stores: %d states of the disk under %d commands, settled from %d" % (count, len(CASES), settled))
 
-    @unittest.skipIf(len(COMMAND) > 1, "the careless program is none of the other machine")
+    @unittest.skipIf(IS_FOREIGN, "the careless program is none of the other machine")
     def test_careless_programs_are_noticed(self):
         def problems(manner):
             case = careless(manner)
@@ -110,7 +110,7 @@ class KilledStore(StoreTest):
         self.assertGreater(killed, 300 // STRIDE)
         tell("killed at stores: %d times, %d different states" % (killed, states))
 
-    @unittest.skipIf(len(COMMAND) > 1, "the careless program is none of the other machine")
+    @unittest.skipIf(IS_FOREIGN, "the careless program is none of the other machine")
     def test_careless_programs_are_noticed(self):
         def problems(manner):
             case = careless(manner)

@@ -13,7 +13,7 @@
 // Runs that find too little memory. Each is a process of its own, whose address space is limited: neither a sanitizer
 // nor an emulator lives with that.
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__arm__)
+#ifndef QEN_IS_SLOW
 namespace
 {
 constexpr std::size_t kMegabyte = 1 << 20;

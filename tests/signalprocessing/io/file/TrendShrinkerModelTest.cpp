@@ -210,7 +210,7 @@ private:
 };
 
 /// Exceptions apart, a run costs ten times as much under sanitizers and in emulation, which try every tenth case.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
+#ifdef QEN_IS_SLOW
 constexpr unsigned int kStep = 10;
 #else
 constexpr unsigned int kStep = 1;
