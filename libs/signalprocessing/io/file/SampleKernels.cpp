@@ -6,11 +6,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <limits>
 #include <type_traits>
 #include <utility>
+
+static_assert(FLT_EVAL_METHOD == 0, "each sum is rounded to its type, as it is on every device");
 
 // The loops themselves are free functions on pointers and counts: vector clones are made of functions, not of templates
 // that are visible elsewhere.
