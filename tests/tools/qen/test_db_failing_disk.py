@@ -8,11 +8,10 @@ from db_fault_scenarios import CASES, beside_store, careless, case_of, is_of_sto
 from faults import STRIDE, Disk, FaultTest, at_once, each_state_of_lost_power, is_temporary, tell
 from support import IS_FOREIGN
 
-# The kind of fault, whether once or forever, and from one call that has its turn to the next.
-# Every call has its turn in a long run.
-IN_TURN = 1 if os.environ.get("QEN_LONG_TESTS") else 4
-FAULTS = (("EIO", "once", IN_TURN), ("EIO", "forever", 12), ("ENOSPC", "once", 12), ("ENOSPC", "forever", 12), ("EINTR", "once", 12),
-          ("short", "once", 12), ("ENOLCK", "once", 12), ("ENOLCK", "forever", 12))
+# The kind of fault, whether once or forever, and from one call that has its turn to the next. In a long run every call has it.
+IN_TURN, AT_TIMES = (1, 12) if os.environ.get("QEN_LONG_TESTS") else (8, 24)
+FAULTS = (("EIO", "once", IN_TURN), ("EIO", "forever", AT_TIMES), ("ENOSPC", "once", AT_TIMES), ("ENOSPC", "forever", AT_TIMES),
+          ("EINTR", "once", AT_TIMES), ("short", "once", AT_TIMES), ("ENOLCK", "once", AT_TIMES), ("ENOLCK", "forever", AT_TIMES))
 ALWAYS = (("EINTR", "forever"), ("short", "forever"))
 # Calls on files beside the store whose failure alone keeps nothing from its place.
 HARMLESS = {"close", "set mode", "unlink", "rename"}
