@@ -8,7 +8,8 @@ from db_fault_scenarios import CASES, beside_store, careless, case_of, is_of_sto
 from faults import STRIDE, Disk, FaultTest, at_once, each_state_of_lost_power, is_temporary, tell
 from support import IS_FOREIGN
 
-# The kind of fault, whether once or forever, and from one call that has its turn to the next. In a long run every call has it.
+# The kind of fault, whether once or forever, and from one call that has its turn to the next. In a long run every call has it
+# with EIO.
 IN_TURN, AT_TIMES = (1, 12) if os.environ.get("QEN_LONG_TESTS") else (8, 24)
 FAULTS = (("EIO", "once", IN_TURN), ("EIO", "forever", AT_TIMES), ("ENOSPC", "once", AT_TIMES), ("ENOSPC", "forever", AT_TIMES),
           ("EINTR", "once", AT_TIMES), ("short", "once", AT_TIMES), ("ENOLCK", "once", AT_TIMES), ("ENOLCK", "forever", AT_TIMES))

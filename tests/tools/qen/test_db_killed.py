@@ -1,12 +1,10 @@
 """A store whose commands are killed at random moments. soak_db_killed.py does the same for longer."""
 
-import os
 import unittest
 
 from db_killed import KilledTest, PostgresEngine, SqliteEngine
+from faults import STRIDE
 from support import IS_FOREIGN
-
-STRIDE = int(os.environ.get("QEN_FAULTS_STRIDE", "1"))
 
 
 class Killed(KilledTest):
