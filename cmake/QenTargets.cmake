@@ -15,11 +15,15 @@ endif()
 if(QEN_SANITIZE)
   target_compile_options(qen_flags INTERFACE -fsanitize=${QEN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(qen_flags INTERFACE -fsanitize=${QEN_SANITIZE})
+  # This check of clang's compares types by address, and each library has types of its own.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND QEN_SANITIZE MATCHES "undefined")
+    target_compile_options(qen_flags INTERFACE -fno-sanitize=function)
+  endif()
 endif()
-# For programs that are worth more when built fast than when running fast. Most of that time the compiler spends on optimising the
-# address sanitizer's checks, if there are any.
-set(QEN_QUICK_BUILD -O1 -g1)
-if(QEN_SANITIZE MATCHES "address")
+# For programs that are worth more when built fast than when running fast, unless an emulator runs them.
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  set(QEN_QUICK_BUILD -O1 -g0)
+else()
   set(QEN_QUICK_BUILD -O0 -g1)
 endif()
 # Undefined behaviour ends them by a signal, without megabytes of messages to compile and to relocate at each start.

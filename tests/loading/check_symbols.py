@@ -5,7 +5,8 @@ Usage: check_symbols.py NM LIBRARY LIST             exit status 1 and the differ
        check_symbols.py --prove NM LIBRARY          shows that one missing and one surplus symbol are noticed
 
 The list holds one demangled symbol a line, sorted. It serves 32 and 64 bits: the default extent of std::span, whose number
-depends on the size of a pointer, is left out.
+depends on the size of a pointer, is left out. So are functions of the standard library that return a type of the library's:
+compilers inline them or not, and the patterns of exports begin with what a demangled name begins with.
 """
 
 import pathlib
@@ -15,11 +16,13 @@ import sys
 import tempfile
 
 DYNAMIC_EXTENT = re.compile(r", (?:4294967295u|18446744073709551615ul)>")
+STANDARD_FUNCTION = re.compile(r"[\w:]+[*&]* std::")
 
 
 def exported(nm, library):
     output = subprocess.run([nm, "-DC", "--defined-only", library], stdout=subprocess.PIPE, text=True, check=True).stdout
-    symbols = {DYNAMIC_EXTENT.sub(">", line.split(" ", 2)[2]) for line in output.splitlines()}
+    names = (line.split(" ", 2)[2] for line in output.splitlines())
+    symbols = {DYNAMIC_EXTENT.sub(">", name) for name in names if not STANDARD_FUNCTION.match(name)}
     if not symbols:
         sys.exit(f"{library} exports nothing at all")
     return symbols

@@ -863,7 +863,8 @@ TEST(SerializationExceptionClass, ClonesKeepTheWholeErrorAndItsCause)
     line = exception.getLine();
   }
   ASSERT_TRUE(clone);
-  EXPECT_TRUE(typeid(*clone) == typeid(SerializationException));
+  VelmoraException const& copied = *clone;
+  EXPECT_TRUE(typeid(copied) == typeid(SerializationException));
   EXPECT_EQ(clone->getClassName(), "SerializationException");
   EXPECT_EQ(clone->what(), ReadFailure("std::string"));
   EXPECT_EQ(clone->getFile(), kSerializeUnit);

@@ -99,7 +99,8 @@ TEST(TrendException, HasTheNameAndTheSlotsOfTheFamily)
   TrendException const exception;
   EXPECT_EQ(exception.getClassName(), "TrendException");
   std::unique_ptr<VelmoraException> const copy(exception.clone());
-  EXPECT_TRUE(typeid(*copy) == typeid(TrendException));
+  VelmoraException const& copied = *copy;
+  EXPECT_TRUE(typeid(copied) == typeid(TrendException));
   EXPECT_EQ(VirtualSlot(&TrendException::what), 2U);
   EXPECT_EQ(VirtualSlot(&TrendException::clone), 3U);
 }
