@@ -10,7 +10,8 @@ from support import IS_FOREIGN
 
 # The kind of fault, whether once or forever, and from one call that has its turn to the next. In a long run every call has it
 # with EIO.
-IN_TURN, AT_TIMES = (1, 12) if os.environ.get("QEN_LONG_TESTS") else (8, 24)
+IN_TURN = 1 if os.environ.get("QEN_LONG_TESTS") else 4
+AT_TIMES = 12
 FAULTS = (("EIO", "once", IN_TURN), ("EIO", "forever", AT_TIMES), ("ENOSPC", "once", AT_TIMES), ("ENOSPC", "forever", AT_TIMES),
           ("EINTR", "once", AT_TIMES), ("short", "once", AT_TIMES), ("ENOLCK", "once", AT_TIMES), ("ENOLCK", "forever", AT_TIMES))
 ALWAYS = (("EINTR", "forever"), ("short", "forever"))
