@@ -2,8 +2,8 @@
 #include "store/DatabaseException.h"
 #include "store/RetentionLedger.h"
 #include "store/RetentionSimulation.h"
-#include "support/ChildProcess.h"
 #include "support/Expectations.h"
+#include "support/OrdinaryUser.h"
 #include "support/ShrinkRun.h"
 #include "support/StoreTest.h"
 #include "support/StoredObjects.h"
@@ -128,35 +128,46 @@ private:
   std::string path_ = folder_.Path();
 };
 
-/// What happens to somebody who is not root, to whom no permission means anything.
-std::string asNobody(std::function<std::string()> const& work)
+/// What `work` says or throws where permissions mean something.
+std::string asOrdinaryUser(std::function<std::string()> const& work)
 {
-  ChildProcess process(
-      [&]
-      {
-        constexpr uid_t kNobody = 65534;
-        if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0))
-          return std::string("cannot become nobody");
-        return work();
-      });
-  return process.Said();
+  OrdinaryUser const user;
+  try
+  {
+    return work();
+  }
+  catch (std::exception const& exception)
+  {
+    return exception.what();
+  }
+}
+
+/// Runs an operation that throws an E; a clone of it must say what it says.
+template <class E>
+void expectTrueClone(std::function<void()> const& operation)
+{
+  try
+  {
+    operation();
+    FAIL() << "threw nothing";
+  }
+  catch (VelmoraException const& exception)
+  {
+    std::unique_ptr<VelmoraException> const clone(exception.clone());
+    ExpectThrow<E>([&] { throw dynamic_cast<E const&>(*clone); }, exception.what(), exception.getFile());
+    EXPECT_EQ(clone->getLine(), exception.getLine());
+  }
 }
 } // namespace
 
 TEST(DatabaseException, CloneSaysWhatItsOriginalSays)
 {
-  try
-  {
-    DeviceDatabase database("store.db");
-    FAIL() << "opened";
-  }
-  catch (VelmoraException const& exception)
-  {
-    std::unique_ptr<VelmoraException> const clone(exception.clone());
-    ExpectThrow<DatabaseException>([&] { throw dynamic_cast<DatabaseException const&>(*clone); }, exception.what(),
-                                   "DatabaseUrl.cpp");
-    EXPECT_EQ(clone->getLine(), exception.getLine());
-  }
+  expectTrueClone<DatabaseException>([] { DeviceDatabase database("store.db"); });
+}
+
+TEST(NoStoreException, CloneSaysWhatItsOriginalSays)
+{
+  expectTrueClone<NoStoreException>([] { DeviceDatabase database("sqlite::memory:", kReadOnly); });
 }
 
 TEST(StoreUrl, UrlOfAnUnknownEngineIsRefused)
@@ -427,7 +438,7 @@ TEST_F(SpoiltStore, FileThatMayNotBeWrittenIsAnError)
   Fill();
   chmod(Folder().c_str(), 0777);
   chmod(FilePath().c_str(), 0444);
-  EXPECT_EQ(asNobody(
+  EXPECT_EQ(asOrdinaryUser(
                 [&]
                 {
                   DeviceDatabase database(Url());
@@ -435,7 +446,7 @@ TEST_F(SpoiltStore, FileThatMayNotBeWrittenIsAnError)
                   return std::string("written");
                 }),
             "put device: attempt to write a readonly database");
-  EXPECT_EQ(asNobody(
+  EXPECT_EQ(asOrdinaryUser(
                 [&]
                 {
                   DeviceDatabase database(Url(), {true, std::chrono::seconds(1)});
@@ -449,8 +460,8 @@ TEST_F(SpoiltStore, FileOnAMediumThatIsOnlyReadIsReadAndNotWritten)
   Fill();
   chmod(Folder().c_str(), 0555);
   chmod(FilePath().c_str(), 0444);
-  EXPECT_EQ(asNobody([&] { return CountTrends(); }), "41");
-  EXPECT_EQ(asNobody(
+  EXPECT_EQ(asOrdinaryUser([&] { return CountTrends(); }), "41");
+  EXPECT_EQ(asOrdinaryUser(
                 [&]
                 {
                   DeviceDatabase database(Url());
@@ -468,7 +479,7 @@ TEST_F(SpoiltStore, NameOfAFileOnAMediumThatIsOnlyReadMayHoldAnyCharacter)
   std::filesystem::rename(FilePath(), other);
   chmod(Folder().c_str(), 0555);
   chmod(other.c_str(), 0444);
-  EXPECT_EQ(asNobody([&] { return CountTrendsOf(other); }), "41");
+  EXPECT_EQ(asOrdinaryUser([&] { return CountTrendsOf(other); }), "41");
   chmod(Folder().c_str(), 0755);
 }
 
@@ -477,10 +488,10 @@ TEST_F(SpoiltStore, FileThatChangesWhileItIsReadWithoutLocksIsAnError)
   Fill();
   chmod(Folder().c_str(), 0555);
   chmod(FilePath().c_str(), 0444);
-  // Open for writing since before: to nobody it still is on a medium that is only read.
+  // Open for writing since before: to others it still is on a medium that is only read.
   int const file = open(FilePath().c_str(), O_WRONLY);
   ASSERT_GE(file, 0);
-  EXPECT_EQ(asNobody(
+  EXPECT_EQ(asOrdinaryUser(
                 [&]
                 {
                   DeviceDatabase database(Url(), kReadOnly);
@@ -502,7 +513,7 @@ TEST_F(SpoiltStore, LogOnAMediumThatIsOnlyReadHasToBeSettledFirst)
   chmod(Folder().c_str(), 0555);
   for (std::string const& path : {FilePath(), FilePath() + "-wal"})
     chmod(path.c_str(), 0444);
-  EXPECT_EQ(asNobody([&] { return CountTrends(); }), UnsettledError("unable to open database file"));
+  EXPECT_EQ(asOrdinaryUser([&] { return CountTrends(); }), UnsettledError("unable to open database file"));
   chmod(Folder().c_str(), 0755);
 }
 
@@ -521,7 +532,7 @@ TEST_F(SpoiltStore, CreationThatWasCutOffNeedsPermissionToRollItBack)
   chmod(Folder().c_str(), 0555);
   chmod(FilePath().c_str(), 0444);
   chmod((FilePath() + "-journal").c_str(), 0444);
-  EXPECT_EQ(asNobody([&] { return CountTrends(); }), UnsettledError("attempt to write a readonly database"));
+  EXPECT_EQ(asOrdinaryUser([&] { return CountTrends(); }), UnsettledError("attempt to write a readonly database"));
   EXPECT_TRUE(std::filesystem::exists(FilePath() + "-journal"));
   chmod(Folder().c_str(), 0755);
 }
@@ -540,7 +551,7 @@ TEST_F(SpoiltStore, FullDiskIsNamedWhereTheEngineOnlyCallsItAnError)
 TEST_F(SpoiltStore, NoFileIsMadeInAFolderThatMayNotBeWritten)
 {
   chmod(Folder().c_str(), 0555);
-  EXPECT_EQ(asNobody(
+  EXPECT_EQ(asOrdinaryUser(
                 [&]
                 {
                   DeviceDatabase database(Url());

@@ -431,6 +431,22 @@ TEST(TrendShrinkerObserver, ThatThrowsEndsTheRun)
             (std::vector{10 * kMinute, 40 * kMinute}));
 }
 
+TEST(TrendShrinkerObserver, CopiesAreToldOfTheirOwnRunsAlone)
+{
+  std::vector<TrendDataDO> const trends = StoredTrends({trendOf(minutes({0, 10, 40}))});
+  TrendShrinker shrinker = MakeShrinker(kTwoPerHour);
+  Listener original;
+  shrinker.ShrinkTrendsOrThrow(2 * kHour, trends, {}, original);
+  Listener copy = original;
+  shrinker.ShrinkTrendsOrThrow(2 * kHour, trends, {}, copy);
+  EXPECT_EQ(original.decisions.size(), 3u);
+  EXPECT_EQ(copy.decisions.size(), 6u);
+  original = copy;
+  shrinker.ShrinkTrendsOrThrow(2 * kHour, trends, {}, original);
+  EXPECT_EQ(original.decisions.size(), 9u);
+  EXPECT_EQ(copy.decisions.size(), 6u);
+}
+
 TEST(TrendShrinkerObserver, MaximumSizeOfZeroAndDamagedTrendsAreThrownBeforeAnythingIsTold)
 {
   Listener listener;
