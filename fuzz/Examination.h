@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/VelmoraException.h"
+#include "support/Guarded.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -49,44 +50,6 @@ bool Succeeds(Operation operation)
   }
   return false;
 }
-
-/// Bytes whose last one is the last one of readable memory.
-class Guarded
-{
-public:
-  explicit Guarded(std::size_t size)
-  {
-    auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    std::size_t const readable = (size + page - 1) / page * page;
-    mappedSize_ = readable + page;
-    mapping_ = mmap(nullptr, mappedSize_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping_ == MAP_FAILED)
-      throw std::bad_alloc();
-    auto* const guard = static_cast<std::uint8_t*>(mapping_) + readable;
-    Require(mprotect(guard, page, PROT_NONE) == 0);
-    bytes_ = {guard - size, size};
-  }
-  explicit Guarded(std::span<std::uint8_t const> bytes) : Guarded(bytes.size())
-  {
-    std::copy(bytes.begin(), bytes.end(), bytes_.begin());
-  }
-  Guarded(Guarded const&) = delete;
-  Guarded& operator=(Guarded const&) = delete;
-  ~Guarded() { munmap(mapping_, mappedSize_); }
-
-  std::span<std::uint8_t> Bytes() const { return bytes_; }
-  /// The same as values; whole ones only, when the size is a multiple of theirs.
-  template <class T>
-  std::span<T> As() const
-  {
-    return {reinterpret_cast<T*>(bytes_.data()), bytes_.size() / sizeof(T)};
-  }
-
-private:
-  void* mapping_ = nullptr;
-  std::size_t mappedSize_ = 0;
-  std::span<std::uint8_t> bytes_;
-};
 
 /// The input as a row of values; zeros behind its end.
 class Input

@@ -51,7 +51,7 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
   static Tally tally;
-  Fuzzing::Guarded const input(std::span(data, size));
+  Guarded const input(std::span(data, size));
   tally.Count(Fuzzing::Examine(input.Bytes()));
   return 0;
 }

@@ -11,7 +11,6 @@
 
 namespace
 {
-using Fuzzing::Guarded;
 using Fuzzing::Require;
 using Fuzzing::Succeeds;
 

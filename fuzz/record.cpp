@@ -14,7 +14,6 @@
 
 namespace
 {
-using Fuzzing::Guarded;
 
 Uuid const kJobData = CountingUuid(0x70);
 

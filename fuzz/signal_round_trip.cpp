@@ -18,7 +18,6 @@
 
 namespace
 {
-using Fuzzing::Guarded;
 using Fuzzing::Input;
 
 Uuid takeUuid(Input& input)

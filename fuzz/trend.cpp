@@ -13,7 +13,6 @@
 
 namespace
 {
-using Fuzzing::Guarded;
 
 /// The operations that take bytes by pointer, which end at an unreadable page.
 void uncompressAndFlatten(Bytes const& flat, std::vector<EntryBytes> const& entries)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "signalprocessing/io/file/TimeSignalRecord.h"
+#include "support/Guarded.h"
 
 #include <algorithm>
 #include <bit>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <new>
 #include <random>
+#include <sanitizer/asan_interface.h>
 #include <span>
 #include <tuple>
 #include <type_traits>
@@ -206,32 +208,58 @@ std::vector<T> OrdinarySamples(std::size_t count, std::uint64_t seed, int bits)
   return samples;
 }
 
-/// An array that ends exactly where its heap block ends, so that an address sanitizer sees the first byte read behind
-/// it, and starts `misalignment` bytes behind the start of a cache line.
+/// An array that starts `misalignment` bytes behind the start of a cache line and ends less than a cache line in front
+/// of memory that cannot be read: for one misalignment of each length right in front of it. The bytes between are the
+/// address sanitizer's, where there is one.
 template <class T>
 class MisalignedArray
 {
 public:
   MisalignedArray(std::size_t misalignment, std::span<T const> samples)
-    : block_(::operator new(misalignment + samples.size_bytes(), std::align_val_t(kCacheLine))),
-      first_(reinterpret_cast<T*>(static_cast<unsigned char*>(block_.get()) + misalignment)), count_(samples.size())
+    : gapSize_((kCacheLine - (misalignment + samples.size_bytes()) % kCacheLine) % kCacheLine),
+      memory_(takeMemory(samples.size_bytes() + gapSize_)),
+      samples_(reinterpret_cast<T*>(gap().data() - samples.size_bytes()), samples.size())
   {
-    if (count_ != 0)
-      std::memcpy(first_, samples.data(), samples.size_bytes());
+    std::ranges::copy(samples, samples_.begin());
+    ASAN_POISON_MEMORY_REGION(gap().data(), gapSize_);
+  }
+  MisalignedArray(MisalignedArray const&) = delete;
+  MisalignedArray& operator=(MisalignedArray const&) = delete;
+  ~MisalignedArray()
+  {
+    ASAN_UNPOISON_MEMORY_REGION(gap().data(), gapSize_);
+    if (memory_->Bytes().size() == kSmall)
+      spare().push_back(std::move(memory_));
   }
 
-  T* data() const { return first_; }
-  operator std::span<T const>() const { return {first_, count_}; }
-  std::span<T> span() const { return {first_, count_}; }
+  T* data() const { return samples_.data(); }
+  operator std::span<T const>() const { return samples_; }
+  std::span<T> span() const { return samples_; }
 
 private:
-  struct Release
+  using Memory = std::unique_ptr<Guarded>;
+  static constexpr std::size_t kSmall = 4096;
+
+  /// Mapping memory takes longer than what most tests do with an array, so that of small ones serves again.
+  static std::vector<Memory>& spare()
   {
-    void operator()(void* block) const { ::operator delete(block, std::align_val_t(kCacheLine)); }
-  };
-  std::unique_ptr<void, Release> block_;
-  T* first_;
-  std::size_t count_;
+    static std::vector<Memory> memories;
+    return memories;
+  }
+  static Memory takeMemory(std::size_t size)
+  {
+    if (size > kSmall || spare().empty())
+      return std::make_unique<Guarded>(std::max(size, kSmall));
+    Memory memory = std::move(spare().back());
+    spare().pop_back();
+    return memory;
+  }
+
+  std::span<unsigned char> gap() const { return memory_->Bytes().last(gapSize_); }
+
+  std::size_t gapSize_;
+  Memory memory_;
+  std::span<T> samples_;
 };
 
 /// Room for results between two strips of bytes, a cache line each, that must stay as they are.
