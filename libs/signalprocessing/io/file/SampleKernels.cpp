@@ -160,6 +160,25 @@ QEN_VECTOR_CLONES Acc addTo(Acc start, T const* samples, std::size_t count)
   }
 }
 
+#ifdef QEN_HAS_VECTOR_CLONES
+/// Each addition waits for the one before it, and a conversion between them can take its turn in the adders: those of a
+/// block go first, in vectors.
+QEN_VECTOR_CLONES double addTo(double start, float const* samples, std::size_t count)
+{
+  constexpr std::size_t kBlock = 128;
+  std::array<double, kBlock> wide;
+  double total = start;
+  for (std::size_t first = 0; first < count; first += kBlock)
+  {
+    std::size_t const length = std::min(kBlock, count - first);
+    std::copy_n(samples + first, length, wide.begin());
+    for (std::size_t i = 0; i < length; ++i)
+      total += wide[i];
+  }
+  return total;
+}
+#endif
+
 /// Eight bits: sixteen hold the sum of 256 samples, in vectors of twice as many elements as 32 would.
 QEN_VECTOR_CLONES int addTo(int start, signed char const* samples, std::size_t count)
 {
