@@ -73,6 +73,23 @@ unsigned calls = 0;
 unsigned injected = 0;
 bool isPlain = false;
 int logFile = -1;
+constexpr long long kSecond = 1000000000;
+long long slept = 0; ///< nanoseconds that somebody wanted to sleep, and did not
+
+int PassTime(long long nanoseconds)
+{
+  slept += nanoseconds;
+  return 0;
+}
+
+timespec Later(timespec const& time, long long nanoseconds)
+{
+  long long const fraction = time.tv_nsec + nanoseconds % kSecond;
+  timespec later{};
+  later.tv_sec = static_cast<time_t>(time.tv_sec + nanoseconds / kSecond + fraction / kSecond);
+  later.tv_nsec = static_cast<long>(fraction % kSecond);
+  return later;
+}
 
 [[noreturn]] void Stop(char const* why)
 {
@@ -738,11 +755,17 @@ extern "C"
     return copy;
   }
 
-  // Engines wait for locks, and before they try again what failed.
+  // Engines and the store wait for locks, and before they try again what failed.
   int usleep(useconds_t time)
   {
     NEXT(usleep);
-    return folder[0] != '\0' ? 0 : next(time);
+    return folder[0] != '\0' ? PassTime(time * 1000LL) : next(time);
+  }
+
+  int nanosleep(timespec const* time, timespec* rest)
+  {
+    NEXT(nanosleep);
+    return folder[0] != '\0' ? PassTime(time->tv_sec * kSecond + time->tv_nsec) : next(time, rest);
   }
 
   // What is written through a mapped file is not seen; an engine maps what it does without after a power failure.
@@ -846,13 +869,18 @@ extern "C"
     return PassName(Call::MakeFolder, AT_FDCWD, path, true, [&] { return next(path, mode); });
   }
 
-  // The clock stands still and identifiers repeat, so that runs can be compared.
+  // The clock stands still and identifiers repeat, so that runs can be compared. The other clock has gone on for
+  // whoever slept.
   int clock_gettime(clockid_t clock, timespec* time) noexcept
   {
     NEXT(clock_gettime);
     int const result = next(clock, time);
-    if (result == 0 && clock == CLOCK_REALTIME && folder[0] != '\0')
+    if (result != 0 || folder[0] == '\0')
+      return result;
+    if (clock == CLOCK_REALTIME)
       *time = {1800000000, 0};
+    else if (clock == CLOCK_MONOTONIC)
+      *time = Later(*time, slept);
     return result;
   }
 
