@@ -10,9 +10,7 @@
 #include <new>
 #include <span>
 #include <string>
-#include <sys/mman.h>
 #include <type_traits>
-#include <unistd.h>
 
 /// What all targets share. A target is one function, Examine; expectations of GoogleTest that fail in it are findings,
 /// so that it can use the models of the tests.

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 #include <random>
 #include <sanitizer/asan_interface.h>
 #include <span>
