@@ -4,7 +4,7 @@
 #include <system_error>
 #include <unistd.h>
 
-/// As long as it lives the test program is not root, to whom no permission means anything. Of one at a time.
+/// As long as it lives the test program is not root, to whom no permission means anything. One lives at a time.
 class OrdinaryUser
 {
 public:

@@ -208,25 +208,28 @@ std::vector<T> OrdinarySamples(std::size_t count, std::uint64_t seed, int bits)
 }
 
 /// An array that starts `misalignment` bytes behind the start of a cache line and ends less than a cache line in front
-/// of memory that cannot be read: for one misalignment of each length right in front of it. The bytes between are the
-/// address sanitizer's, where there is one.
+/// of memory that cannot be read: for one misalignment of each length right in front of it. What can be read around it
+/// is the address sanitizer's, where there is one.
 template <class T>
 class MisalignedArray
 {
 public:
   MisalignedArray(std::size_t misalignment, std::span<T const> samples)
-    : gapSize_((kCacheLine - (misalignment + samples.size_bytes()) % kCacheLine) % kCacheLine),
-      memory_(takeMemory(samples.size_bytes() + gapSize_)),
-      samples_(reinterpret_cast<T*>(gap().data() - samples.size_bytes()), samples.size())
   {
-    std::ranges::copy(samples, samples_.begin());
-    ASAN_POISON_MEMORY_REGION(gap().data(), gapSize_);
+    std::size_t const gap = (kCacheLine - (misalignment + samples.size_bytes()) % kCacheLine) % kCacheLine;
+    memory_ = takeMemory(samples.size_bytes() + gap);
+    std::span<unsigned char> const all = memory_->Bytes();
+    auto* const first = reinterpret_cast<T*>(all.last(samples.size_bytes() + gap).data());
+    samples_ = {first, samples.size()};
+    ASAN_POISON_MEMORY_REGION(all.data(), all.size());
+    ASAN_UNPOISON_MEMORY_REGION(first, samples.size_bytes());
+    std::ranges::copy(samples, first);
   }
   MisalignedArray(MisalignedArray const&) = delete;
   MisalignedArray& operator=(MisalignedArray const&) = delete;
   ~MisalignedArray()
   {
-    ASAN_UNPOISON_MEMORY_REGION(gap().data(), gapSize_);
+    ASAN_UNPOISON_MEMORY_REGION(memory_->Bytes().data(), memory_->Bytes().size());
     if (memory_->Bytes().size() == kSmall)
       spare().push_back(std::move(memory_));
   }
@@ -254,9 +257,6 @@ private:
     return memory;
   }
 
-  std::span<unsigned char> gap() const { return memory_->Bytes().last(gapSize_); }
-
-  std::size_t gapSize_;
   Memory memory_;
   std::span<T> samples_;
 };
